@@ -1,0 +1,107 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+
+#include "can/network/ecu/properties.h"
+#include "can/network/node/table.h"
+#include "can/network/tp/ecu_port.h"
+#include "comm/dispatcher.h"
+#include "comm/observer.h"
+#include "framework/byte_array.h"
+
+namespace qv::can_bus::data_supplier {
+class Data_supplier;
+} // namespace qv::can_bus::data_supplier
+
+namespace qv::can_bus::pdu::request_processor {
+class Request_processor;
+} // namespace qv::can_bus::pdu::request_processor
+
+namespace qv::can_bus::tp::manager {
+class Manager;
+} // namespace qv::can_bus::tp::manager
+
+namespace qv::can_bus::ecu {
+
+class PDU_processor;
+namespace address_claim::handler {
+class Handler;
+} // namespace address_claim::handler
+
+/// What an ECU needs of its bus, which outlives it.
+struct Bus_context {
+    node::Table& nodes;
+    comm::dispatcher::Dispatcher_id dispatcher_id;   ///< the bus's dispatcher
+    bool receive_transmitted_messages;               ///< the stack hears what it sends
+    std::shared_ptr<thread::signal::Signal> signal;  ///< wakes the bus thread; may be empty
+};
+
+/// One local control function: owns a NAME, claims an address, and is the way of every PDU to the bus.
+///
+/// Thread: the bus thread. Held by `std::shared_ptr`.
+class ECU final : public tp::Ecu_port, public std::enable_shared_from_this<ECU> {
+public:
+    /// Empty when a step of the construction fails.
+    static std::shared_ptr<ECU> create(name::Name ecu_name, const properties::Properties& properties,
+                                       const Bus_context& bus);
+    ~ECU() override;
+
+    name::Name name() const noexcept { return name_; }
+    const properties::Properties& properties() const noexcept { return properties_; }
+    address_claim::handler::Handler& handler() noexcept { return *handler_; }
+    /// Whether the address is held: only then anything but the claim itself may be sent.
+    bool is_claimed() const noexcept;
+
+    /// Sends one frame of up to 8 bytes to `destination`, or to all when that is empty. A longer payload is
+    /// refused. Without `force` nothing leaves while no address is held.
+    void transmit(const std::shared_ptr<node::Node>& destination, std::uint32_t priority, std::uint32_t pgn,
+                  std::span<const std::uint8_t> payload, bool force);
+    /// Sends a payload of any length, beyond 8 bytes by a transport protocol. `supplier` may produce its
+    /// bytes and comes back in `Transferred`.
+    void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
+                             std::uint32_t pgn, std::unique_ptr<Byte_array> payload,
+                             std::shared_ptr<data_supplier::Data_supplier> supplier = nullptr);
+    /// Sends up to 255 bytes as an NMEA 2000 fast packet with the sequence number 0 to 7.
+    void send_fast_packet(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
+                          std::uint32_t pgn, std::uint32_t sequence, std::span<const std::uint8_t> payload);
+    /// The 8 NAME bytes to all, when the claim state allows it.
+    void send_address_claim();
+
+    // tp::Ecu_port
+    void transmit(const std::shared_ptr<node::Node>& destination, std::uint32_t pgn,
+                  std::span<const std::uint8_t> bytes) override;
+    const tp::Limits& limits() const override { return properties_.tp; }
+    std::uint32_t source_address() const override { return source_address_; }
+    comm::dispatcher::Dispatcher_id dispatcher_id() const override;
+    comm::dispatcher::Dispatcher_id pdu_dispatcher_id() const override;
+    comm::dispatcher::Dispatcher_id bus_dispatcher_id() const override { return bus_.dispatcher_id; }
+    void transferred(std::shared_ptr<tp::tx::TP> session) override;
+
+    /// The dispatcher on which requests arrive by the requested PGN.
+    comm::dispatcher::Dispatcher_id request_dispatcher_id() const;
+    /// The ECU's own dispatcher, which the bus thread drains.
+    const std::shared_ptr<comm::dispatcher::Dispatcher>& dispatcher() const noexcept { return dispatcher_; }
+    tp::manager::Manager& transport() noexcept { return *transport_; }
+    node::Table& nodes() noexcept { return bus_.nodes; }
+    void set_source_address(std::uint32_t address) noexcept { source_address_ = address; }
+
+private:
+    ECU(name::Name ecu_name, const properties::Properties& properties, const Bus_context& bus);
+    bool construct();
+    void on_time_elapsed(comm::message::Message& message);
+
+    std::shared_ptr<address_claim::handler::Handler> handler_;
+    Bus_context bus_;
+    std::uint32_t source_address_ = pdu::null_address; ///< the address it transmits from
+    name::Name name_;
+    std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher_;
+    std::unique_ptr<PDU_processor> pdu_processor_;
+    std::shared_ptr<pdu::request_processor::Request_processor> request_processor_;
+    std::shared_ptr<tp::manager::Manager> transport_;
+    properties::Properties properties_;
+    comm::observer::Observer_list observers_;
+};
+
+} // namespace qv::can_bus::ecu

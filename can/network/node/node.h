@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "can/network/pdu/name.h"
+#include "can/network/pdu/pdu.h"
+#include "comm/observer.h"
+
+namespace qv::can_bus::node {
+
+namespace detail {
+class Manager;
+} // namespace detail
+
+/// What the node layer needs of the bus above it. The bus outlives its nodes.
+///
+/// Thread: the bus thread.
+class Bus_port {
+public:
+    virtual ~Bus_port() = default;
+    /// The bus's dispatcher, where node messages go.
+    virtual comm::dispatcher::Dispatcher_id dispatcher_id() const = 0;
+    virtual bool detail_manager_enabled() const = 0;
+    /// Whether the first local ECU is there and holds its address.
+    virtual bool can_request() const = 0;
+    /// Sends a request for `pgn` from the first local ECU to `node`.
+    virtual void request(std::uint32_t pgn, const std::shared_ptr<Node>& node) = 0;
+};
+
+/// A control function seen on the bus; one object for each NAME. It stays when it loses its address.
+///
+/// Thread: the bus thread. Held by `std::shared_ptr`.
+class Node final : public std::enable_shared_from_this<Node> {
+public:
+    /// From the 8 bytes of an address claim. Empty when the companion that is due cannot be made.
+    static std::shared_ptr<Node> create(name::Name node_name, Bus_port& bus);
+    ~Node();
+
+    name::Name name() const noexcept { return name_; }
+    const std::shared_ptr<detail::Manager>& manager() const noexcept { return manager_; }
+
+    std::uint32_t source_address = pdu::null_address; ///< 254 once another node has taken its address
+    /// Whom a PDU from this address names as its source: the node itself, or the master of its working set.
+    std::weak_ptr<Node> pdu_source;
+
+private:
+    explicit Node(name::Name node_name) noexcept : name_(node_name) {}
+
+    name::Name name_;
+    std::shared_ptr<detail::Manager> manager_; ///< empty when switched off
+};
+
+} // namespace qv::can_bus::node

@@ -1,0 +1,40 @@
+# flintrow_library(NAME SOURCES a.cpp ... [LINKS lib ...] [TESTS a_test.cpp ...] [TEST_LINKS lib ...])
+#
+# A static library of one folder, and beside it the test program NAME_test. Links are public: whoever uses
+# the folder may use what its headers include, and nothing else.
+function(flintrow_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;TESTS;TEST_LINKS" ${ARGN})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        target_link_libraries(${name} PUBLIC flintrow_options ${ARG_LINKS})
+    else()
+        add_library(${name} INTERFACE)
+        target_link_libraries(${name} INTERFACE flintrow_options ${ARG_LINKS})
+    endif()
+    if(FLINTROW_TESTS AND ARG_TESTS)
+        flintrow_test(${name}_test SOURCES ${ARG_TESTS} LINKS ${name} ${ARG_TEST_LINKS})
+    endif()
+endfunction()
+
+# flintrow_test(NAME SOURCES x_test.cpp ... [LINKS lib ...] [LABELS label ...] [TIMEOUT seconds])
+function(flintrow_test name)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 60)
+    endif()
+    if(NOT ARG_LABELS)
+        set(ARG_LABELS unit)
+    endif()
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE flintrow_options ${ARG_LINKS} GTest::gmock GTest::gtest_main)
+    gtest_discover_tests(${name}
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
+
+# flintrow_program(NAME SOURCES main.cpp ... [LINKS lib ...])
+function(flintrow_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE flintrow_options ${ARG_LINKS})
+endfunction()

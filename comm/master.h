@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "comm/dispatcher.h"
+
+namespace qv::comm {
+
+using dispatcher::Dispatcher;
+using dispatcher::Dispatcher_id;
+
+/// What `core_start` and `handlers_start` bring up.
+namespace flag {
+inline constexpr std::uint32_t atom = 0x01;
+inline constexpr std::uint32_t config_writer = 0x04;
+inline constexpr std::uint32_t shutdown = 0x08;
+inline constexpr std::uint32_t thread_handle = 0x10;
+inline constexpr std::uint32_t signal = 0x20;
+inline constexpr std::uint32_t time_tick = 0x40;
+} // namespace flag
+
+/// Starts the core: the one primary dispatcher. A second call changes nothing. False when a step failed;
+/// the core is then stopped again.
+[[nodiscard]] bool core_start(std::uint32_t flags);
+/// Creates the handlers of the flags on the primary dispatcher; `name` is the token of the atom handler.
+[[nodiscard]] bool handlers_start(std::string_view name, std::uint32_t flags);
+/// Releases the handlers, which ends the threads still running, then the primary dispatcher and the core.
+void master_stop();
+
+/// All of the following answer with an empty result while there is no core.
+///
+/// A new dispatcher, entered under `name`. Empty when the name is in use or the signal cannot be made.
+std::shared_ptr<Dispatcher> create_dispatcher(std::string_view name, bool with_signal);
+std::shared_ptr<Dispatcher> find_dispatcher(Dispatcher_id id);
+std::shared_ptr<Dispatcher> find_dispatcher_by_name(std::string_view name);
+std::shared_ptr<Dispatcher> primary_dispatcher();
+Dispatcher_id primary_dispatcher_id();
+/// Forgets the dispatcher; it lives on until its last reference goes.
+void remove_dispatcher(const std::shared_ptr<Dispatcher>& dispatcher);
+
+/// Posts to the dispatcher `id`; the message is destroyed when there is none.
+void post_to(Dispatcher_id id, std::unique_ptr<message::Message> message);
+
+} // namespace qv::comm

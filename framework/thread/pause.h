@@ -1,0 +1,15 @@
+#pragma once
+
+#include <chrono>
+
+namespace qv::thread {
+
+/// The one place through which the system waits for real time that no message measures: the retry pauses
+/// of a start, the three seconds before a restart, the five before an exit.
+void pause(std::chrono::milliseconds duration);
+
+/// Replaces the wait, for tests that take no time; null restores the real one. Returns the former one.
+using Pause_function = void (*)(std::chrono::milliseconds);
+Pause_function set_pause(Pause_function function) noexcept;
+
+} // namespace qv::thread
