@@ -33,9 +33,9 @@ class Handler;
 /// What an ECU needs of its bus, which outlives it.
 struct Bus_context {
     node::Table& nodes;
-    comm::dispatcher::Dispatcher_id dispatcher_id;   ///< the bus's dispatcher
-    bool receive_transmitted_messages;               ///< the stack hears what it sends
-    std::shared_ptr<thread::signal::Signal> signal;  ///< wakes the bus thread; may be empty
+    comm::dispatcher::Dispatcher_id dispatcher_id;  ///< the bus's dispatcher
+    bool receive_transmitted_messages;              ///< the stack hears what it sends
+    std::shared_ptr<thread::signal::Signal> signal; ///< wakes the bus thread; may be empty
 };
 
 /// One local control function: owns a NAME, claims an address, and is the way of every PDU to the bus.

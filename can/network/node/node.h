@@ -46,7 +46,9 @@ public:
     std::weak_ptr<Node> pdu_source;
 
 private:
-    explicit Node(name::Name node_name) noexcept : name_(node_name) {}
+    explicit Node(name::Name node_name) noexcept
+        : name_(node_name)
+    {}
 
     name::Name name_;
     std::shared_ptr<detail::Manager> manager_; ///< empty when switched off
