@@ -1,0 +1,40 @@
+#include "service/parser.h"
+
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace qv::can_bus::flr {
+
+Parser::~Parser() = default;
+
+void Parser::parse_ecu_info(const std::string& text) { ecu_info = parse_ecu_info_text(text); }
+
+int Parser::matches(std::uint64_t name, const char* part_number) const
+{
+    if (!fits(ecu_info, name, part_number)) {
+        return -1;
+    }
+    std::puts("Match found!\r");
+    return 0;
+}
+
+bool Parser::examine(const std::string& file_path)
+{
+    if (::access(file_path.c_str(), R_OK) != 0) {
+        std::puts("Unable To Find Bootload File\n\r");
+        return false;
+    }
+    path = file_path;
+    if (::stat(path.c_str(), &file_stat) != 0) {
+        std::puts("Stat failure\r");
+        return false;
+    }
+    if (!S_ISREG(file_stat.st_mode)) { // a directory, or a device that never ends
+        std::puts("Unable To Find Bootload File\n\r");
+        return false;
+    }
+    return true;
+}
+
+} // namespace qv::can_bus::flr
