@@ -24,7 +24,8 @@ public:
 
     /// Makes the buffer `size` bytes long; the old contents are lost and the new ones undefined.
     virtual bool resize(std::uint32_t size);
-    /// Copies `size` bytes of `source`. `source` may be null only for a `size` of 0.
+    /// Copies `size` bytes of `source`, which may lie inside this buffer. A null `source` with a `size` above 0
+    /// leaves an empty buffer and answers false.
     virtual bool assign(const std::uint8_t* source, std::uint32_t size);
     virtual void clear() noexcept;
 
@@ -40,12 +41,14 @@ public:
     /// The byte at `index`, which must be below `size`.
     std::uint8_t operator[](std::size_t index) const noexcept { return data_[index]; }
 
+    /// Exchanges contents: heap blocks and foreign ranges by pointer, inline bytes by copy.
     void swap(Byte_array_fix& other) noexcept;
 
 protected:
     std::uint8_t* storage() noexcept { return const_cast<std::uint8_t*>(data_); }
 
 private:
+    bool is_inline() const noexcept { return data_ == inline_data_.data(); }
     void release() noexcept;
 
     std::array<std::uint8_t, inline_capacity> inline_data_{};
@@ -68,17 +71,12 @@ public:
     Byte_array& operator=(Byte_array&& other) noexcept;
     ~Byte_array() override = default;
 
-    bool resize(std::uint32_t size) override;
     bool assign(const std::uint8_t* source, std::uint32_t size) override;
-    void clear() noexcept override;
     void swap(Byte_array& other) noexcept;
 
     /// First byte for writing, always the same place as `data`.
-    std::uint8_t* begin() noexcept { return begin_; }
-    std::span<std::uint8_t> writable() noexcept { return {begin_, size()}; }
-
-private:
-    std::uint8_t* begin_ = nullptr;
+    std::uint8_t* begin() noexcept { return storage(); }
+    std::span<std::uint8_t> writable() noexcept { return {storage(), size()}; }
 };
 
 } // namespace qv

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,7 +18,10 @@ enum class Ending : std::uint32_t {
     kill = 2,   ///< pthread_kill with SIGUSR1
 };
 
-/// One thread and the way it is ended. Shared by the thread's owner and the keeper of running threads.
+/// One thread and the way it is ended. Shared by the thread's owner and the keeper of running threads, either of
+/// which may end it: the first `join` takes the thread away, and from then on every way of ending it is false.
+///
+/// Thread: any; `start` is called by one.
 class Handle {
 public:
     explicit Handle(std::string name);
@@ -26,10 +30,11 @@ public:
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 
-    /// Starts the thread. False when it cannot be started; `error` then tells why.
+    /// Starts the thread. False when it cannot be started, or runs already; `error` then tells why.
     [[nodiscard]] bool start(void* (*routine)(void*), void* argument, Ending ending);
     pthread_t id() const noexcept;
     const std::string& name() const noexcept { return name_; }
+    /// The result code of the last operation, an `errno` value.
     int error() const noexcept { return error_; }
 
     /// Ends the thread in the way given at its start. True when the system call succeeded.
@@ -39,11 +44,13 @@ public:
     bool kill();
 
 private:
+    bool store(int result) noexcept;
+
     std::string name_;
     pthread_t id_{};
     Ending ending_ = Ending::join;
-    int error_ = 0;
-    bool joinable_ = false;
+    std::atomic<int> error_{0};
+    std::atomic<bool> joinable_{false}; ///< started, and neither joined nor being joined
 };
 
 /// Told when a thread begins (`finished` false) and ends (true), on that thread. The comm core fills it.
@@ -89,8 +96,8 @@ template <class T> void* wrap(void* record)
 
 /// Starts `function(argument)` on a new thread of `handle`.
 template <class T>
-[[nodiscard]] bool start(const std::shared_ptr<Handle>& handle, void (*function)(std::type_identity_t<T>), T argument,
-                         Ending ending)
+[[nodiscard]] bool start(const std::shared_ptr<Handle>& handle, void (*function)(std::type_identity_t<T>),
+                         T argument, Ending ending)
 {
     auto record = std::make_unique<Record<T>>(Record<T>{handle, function, std::move(argument)});
     if (!handle->start(&wrap<T>, record.get(), ending)) {

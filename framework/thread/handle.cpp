@@ -1,0 +1,104 @@
+#include "framework/thread/handle.h"
+
+#include <cerrno>
+#include <csignal>
+
+namespace qv::thread {
+
+namespace {
+
+std::atomic<Lifecycle_hook> lifecycle_hook{nullptr};
+
+} // namespace
+
+Handle::Handle(std::string name)
+    : name_(std::move(name))
+{}
+
+Handle::~Handle()
+{
+    if (joinable_.exchange(false)) {
+        ::pthread_detach(id_);
+    }
+}
+
+bool Handle::start(void* (*routine)(void*), void* argument, Ending ending)
+{
+    if (joinable_.exchange(true)) { // before the thread exists, as it may be ended as soon as it does
+        return store(EBUSY);
+    }
+    ending_ = ending;
+    const int result = ::pthread_create(&id_, nullptr, routine, argument);
+    if (result != 0) {
+        joinable_ = false;
+    }
+    return store(result);
+}
+
+pthread_t Handle::id() const noexcept { return id_; }
+
+bool Handle::stop()
+{
+    switch (ending_) {
+        case Ending::join: return join();
+        case Ending::cancel: return cancel();
+        case Ending::kill: return kill();
+    }
+    return false;
+}
+
+bool Handle::cancel() { return store(joinable_ ? ::pthread_cancel(id_) : ESRCH); }
+
+bool Handle::join()
+{
+    if (!joinable_.exchange(false)) {
+        return store(ESRCH);
+    }
+    const int result = ::pthread_join(id_, nullptr);
+    if (result != 0) {
+        joinable_ = true; // a thread that joins itself, say, can still be joined by another
+    }
+    return store(result);
+}
+
+bool Handle::kill() { return store(joinable_ ? ::pthread_kill(id_, SIGUSR1) : ESRCH); }
+
+bool Handle::store(int result) noexcept
+{
+    error_ = result;
+    return result == 0;
+}
+
+void set_lifecycle_hook(Lifecycle_hook hook) noexcept { lifecycle_hook = hook; }
+
+void report_lifecycle(const std::shared_ptr<Handle>& handle, bool finished)
+{
+    if (const Lifecycle_hook hook = lifecycle_hook) {
+        hook(handle, finished);
+    }
+}
+
+namespace argument_less {
+
+void* wrap(void* record)
+{
+    const std::unique_ptr<Record> owned(static_cast<Record*>(record));
+    report_lifecycle(owned->handle, false);
+    owned->function();
+    report_lifecycle(owned->handle, true);
+    return nullptr;
+}
+
+bool start(const std::shared_ptr<Handle>& handle, void (*function)(), Ending ending)
+{
+    auto record = std::make_unique<Record>(Record{handle, function});
+    if (!handle->start(&wrap, record.get(), ending)) {
+        return false;
+    }
+    static_cast<void>(record.release()); // the thread deletes it
+    return true;
+}
+
+} // namespace argument_less
+
+} // namespace qv::thread

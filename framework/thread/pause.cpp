@@ -1,0 +1,25 @@
+#include "framework/thread/pause.h"
+
+#include <atomic>
+#include <thread>
+
+namespace qv::thread {
+
+namespace {
+
+std::atomic<Pause_function> replacement{nullptr};
+
+} // namespace
+
+void pause(std::chrono::milliseconds duration)
+{
+    if (const Pause_function function = replacement.load()) {
+        function(duration);
+    } else {
+        std::this_thread::sleep_for(duration);
+    }
+}
+
+Pause_function set_pause(Pause_function function) noexcept { return replacement.exchange(function); }
+
+} // namespace qv::thread
