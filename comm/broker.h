@@ -16,9 +16,11 @@ public:
     using Owner_handler = void (Owner::*)(message::Message&);
 
     Broker(Owner* owner, Owner_handler handler, dispatcher::Dispatcher_id id, Route route = Route::none) noexcept
-        : Observer_dispatcher_id(id), handler_(handler), owner_(owner), route_(route)
-    {
-    }
+        : Observer_dispatcher_id(id)
+        , handler_(handler)
+        , owner_(owner)
+        , route_(route)
+    {}
 
     void subscribe() override
     {

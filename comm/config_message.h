@@ -8,7 +8,9 @@ namespace qv::comm::message::config {
 class Changed final : public Cloneable<Changed> {
 public:
     static constexpr Id id = 0x400DD;
-    Changed() noexcept : Cloneable<Changed>(id) {}
+    Changed() noexcept
+        : Cloneable<Changed>(id)
+    {}
 };
 
 } // namespace qv::comm::message::config

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -75,6 +74,9 @@ public:
     /// Sleeps on the signal until a message waits; returns at once when one does. A dispatcher without a
     /// signal returns at once.
     void wait_for_message();
+    /// Takes the first queued message of this id out of the queue; empty when there is none. For an owner
+    /// that has stopped draining and still needs the messages of one kind.
+    std::unique_ptr<message::Message> take(message::Id id);
 
     Dispatcher_id id() const noexcept { return id_; }
     const std::string& name() const noexcept { return name_; }
@@ -88,17 +90,21 @@ public:
 private:
     friend struct Registrar; ///< the master, which gives id and name
 
+    using Queue = std::list<std::unique_ptr<message::Message>>;
+
     struct Route {
         Dispatcher_id target;
         std::uint32_t use_count;
     };
 
+    std::unique_ptr<message::Message> take_first();
+    std::unique_ptr<message::Message> detach(Queue::iterator node);
     std::vector<Dispatcher_id> routes_of(message::Id id) const;
 
     Dispatcher_id id_ = 0;
     mutable thread::Mutex queue_mutex_;
-    std::list<std::unique_ptr<message::Message>> queue_; ///< guarded by `queue_mutex_`
-    std::list<std::unique_ptr<message::Message>> spare_; ///< used-up list nodes; guarded by `queue_mutex_`
+    Queue queue_; ///< guarded by `queue_mutex_`
+    Queue spare_; ///< used-up list nodes; guarded by `queue_mutex_`
     mutable thread::Mutex routes_mutex_;
     std::multimap<message::Id, Route> routes_; ///< guarded by `routes_mutex_`
     std::string name_;

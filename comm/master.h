@@ -27,8 +27,11 @@ inline constexpr std::uint32_t time_tick = 0x40;
 [[nodiscard]] bool core_start(std::uint32_t flags);
 /// Creates the handlers of the flags on the primary dispatcher; `name` is the token of the atom handler.
 [[nodiscard]] bool handlers_start(std::string_view name, std::uint32_t flags);
-/// Releases the handlers, which ends the threads still running, then the primary dispatcher and the core.
+/// Announces the stop, releases the handlers, which ends the threads still running, then the primary
+/// dispatcher and the core. Called by the thread that started the core.
 void master_stop();
+/// Whether `master_stop` has begun; false without a core.
+bool core_is_stopping();
 
 /// All of the following answer with an empty result while there is no core.
 ///

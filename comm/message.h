@@ -40,7 +40,9 @@ public:
     Id get_assigned_id() const noexcept final { return id_; }
 
 protected:
-    explicit Assigned_id(Id id) noexcept : id_(id) {}
+    explicit Assigned_id(Id id) noexcept
+        : id_(id)
+    {}
 
 private:
     Id id_;

@@ -39,7 +39,9 @@ using Handler = void (Observer::*)(message::Message&);
 /// keep a route from there to the own dispatcher, unless that is the primary one.
 class Observer_dispatcher_id : public Observer {
 public:
-    explicit Observer_dispatcher_id(dispatcher::Dispatcher_id id) noexcept : dispatcher_id_(id) {}
+    explicit Observer_dispatcher_id(dispatcher::Dispatcher_id id) noexcept
+        : dispatcher_id_(id)
+    {}
     dispatcher::Dispatcher_id dispatcher_id() const noexcept { return dispatcher_id_; }
 
 protected:

@@ -12,14 +12,18 @@ namespace qv::comm::message::shutdown {
 class Application final : public Cloneable<Application> {
 public:
     static constexpr Id id = 0x40000;
-    Application() noexcept : Cloneable<Application>(id) {}
+    Application() noexcept
+        : Cloneable<Application>(id)
+    {}
 };
 
 /// Asks for an orderly stop. Anybody may post it to the primary dispatcher; `handler::Shutdown` listens.
 class Trigger final : public Cloneable<Trigger> {
 public:
     static constexpr Id id = 0x4007B;
-    Trigger() noexcept : Cloneable<Trigger>(id) {}
+    Trigger() noexcept
+        : Cloneable<Trigger>(id)
+    {}
 };
 
 /// Delays a stop for as long as its owner keeps a reference, but not beyond its time-out.
@@ -33,9 +37,9 @@ class Token final : public Cloneable<Token> {
 public:
     static constexpr Id id = 0x4007C;
     explicit Token(std::shared_ptr<Token_record> token_record) noexcept
-        : Cloneable<Token>(id), record(std::move(token_record))
-    {
-    }
+        : Cloneable<Token>(id)
+        , record(std::move(token_record))
+    {}
     std::shared_ptr<Token_record> record;
 };
 

@@ -12,9 +12,10 @@ class Thread_handle final : public Cloneable<Thread_handle> {
 public:
     static constexpr Id id = 0x40006;
     Thread_handle(std::shared_ptr<thread::Handle> thread, bool has_finished) noexcept
-        : Cloneable<Thread_handle>(id), handle(std::move(thread)), finished(has_finished)
-    {
-    }
+        : Cloneable<Thread_handle>(id)
+        , handle(std::move(thread))
+        , finished(has_finished)
+    {}
     std::shared_ptr<thread::Handle> handle;
     bool finished;
 };
