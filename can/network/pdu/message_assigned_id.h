@@ -13,9 +13,9 @@ class Message_assigned_id final : public comm::message::assigned_id::Assigned_id
 public:
     static constexpr comm::message::Id id = 0x40030;
     explicit Message_assigned_id(std::unique_ptr<PDU> owned_pdu) noexcept
-        : Assigned_id(id), pdu(std::move(owned_pdu))
-    {
-    }
+        : Assigned_id(id)
+        , pdu(std::move(owned_pdu))
+    {}
     std::unique_ptr<PDU> pdu; ///< never empty
 };
 

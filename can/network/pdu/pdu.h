@@ -19,6 +19,7 @@ inline constexpr std::uint32_t global_address = 255;
 
 /// Parameter group numbers that the stack handles itself.
 namespace pgn {
+inline constexpr std::uint32_t maximum = 0x3FFFF; ///< 18 bits; message ids of the system begin above
 inline constexpr std::uint32_t extended_transport_data = 0xC700;
 inline constexpr std::uint32_t extended_transport_connection = 0xC800;
 inline constexpr std::uint32_t memory_access_data = 0xD700;
@@ -56,21 +57,18 @@ public:
     comm::message::Id get_assigned_id() const noexcept override { return pgn; }
 
     Byte_array data;
-    std::uint32_t length = 0;                  ///< bytes of data
-    std::shared_ptr<node::Node> source_node;   ///< the sender, or the master of its working set; may be empty
+    std::uint32_t length = 0;                   ///< bytes of data
+    std::shared_ptr<node::Node> source_node;    ///< the sender, or the master of its working set; may be empty
     std::shared_ptr<node::Node> address_holder; ///< who held the source address when the PDU arrived
-    std::uint32_t pgn = 0;                     ///< 18 bits
+    std::uint32_t pgn = 0;                      ///< 18 bits
     std::uint32_t source_address = null_address;
     std::uint32_t destination_address = null_address; ///< 254 for a PDU2, which has none
-    bool pdu1 = false;                         ///< the PDU format byte is below 240
-    bool global = true;                        ///< a PDU2, or a PDU1 to 255
+    bool pdu1 = false;                                ///< the PDU format byte is below 240
+    bool global = true;                               ///< a PDU2, or a PDU1 to 255
 };
 
 /// Whether `pgn` is destination specific by its PDU format byte.
-constexpr bool is_pdu1(std::uint32_t pgn) noexcept
-{
-    return (pgn & 0xFF00) < 0xF000;
-}
+constexpr bool is_pdu1(std::uint32_t pgn) noexcept { return (pgn & 0xFF00) < 0xF000; }
 
 /// The 29-bit identifier of a frame to send. The destination counts only for a PDU1.
 constexpr std::uint32_t identifier(std::uint32_t priority, std::uint32_t pgn, std::uint32_t destination,
