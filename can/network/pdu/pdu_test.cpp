@@ -1,0 +1,61 @@
+#include "can/network/pdu/pdu.h"
+
+#include <gtest/gtest.h>
+
+namespace qv::can_bus::pdu {
+namespace {
+
+struct Mapping {
+    std::uint32_t identifier;
+    std::uint32_t pgn;
+    std::uint32_t source;
+    std::uint32_t destination;
+    bool pdu1;
+    bool global;
+};
+
+class Identifier_test : public testing::TestWithParam<Mapping> {};
+
+TEST_P(Identifier_test, is_split_into_group_and_addresses_and_joined_again)
+{
+    const auto& row = GetParam();
+    const PDU pdu(row.identifier, Byte_array{});
+    EXPECT_EQ(pdu.pgn, row.pgn);
+    EXPECT_EQ(pdu.source_address, row.source);
+    EXPECT_EQ(pdu.destination_address, row.destination);
+    EXPECT_EQ(pdu.pdu1, row.pdu1);
+    EXPECT_EQ(pdu.global, row.global);
+    EXPECT_EQ(identifier(row.identifier >> 26, row.pgn, row.destination, row.source), row.identifier);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, Identifier_test, testing::Values(
+    Mapping{0x18EEFF80, 0x0EE00, 0x80, 0xFF, true,  true},
+    Mapping{0x18FEDA80, 0x0FEDA, 0x80, 0xFE, false, true},
+    Mapping{0x18EA2380, 0x0EA00, 0x80, 0x23, true,  false},
+    Mapping{0x19F80180, 0x1F801, 0x80, 0xFE, false, true},   // data page
+    Mapping{0x0DEF21FE, 0x1EF00, 0xFE, 0x21, true,  false},  // data page of a PDU1
+    Mapping{0x1CEFFF00, 0x0EF00, 0x00, 0xFF, true,  true},
+    Mapping{0x18F00080, 0x0F000, 0x80, 0xFE, false, true})); // the first PDU2
+// clang-format on
+
+TEST(Pdu_test, a_copy_has_bytes_of_its_own_and_goes_to_the_subscribers_of_its_own_group)
+{
+    PDU pdu(0x18FEDA80, Byte_array{1, 2, 3, 4, 5, 6, 7, 8, 9});
+    const auto copy = pdu.clone();
+    auto& copied = dynamic_cast<PDU&>(*copy);
+    copied.pgn = 0xFECA;
+    pdu.data.begin()[0] = 0xFF;
+    EXPECT_EQ(copy->get_assigned_id(), 0xFECAU);
+    EXPECT_EQ(copied.data, (Byte_array{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+}
+
+TEST(Pdu_test, its_text_shows_a_destination_only_for_a_pdu1)
+{
+    EXPECT_EQ(text(PDU(0x18EA2380, Byte_array{0x00, 0xEE, 0x00})), "0ea00  80->23  3 00 ee 00  .\xEE.");
+    EXPECT_EQ(text(PDU(0x18FEDA05, Byte_array{0x01, 0x41, 0x2A})), "0feda  05      3 01 41 2a  .A*");
+    EXPECT_EQ(text(PDU(0x18FEDA05, Byte_array{})), "0feda  05      0   ");
+}
+
+} // namespace
+} // namespace qv::can_bus::pdu
