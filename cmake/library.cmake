@@ -4,6 +4,15 @@
 # the folder may use what its headers include, and nothing else.
 function(flintrow_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;TESTS;TEST_LINKS" ${ARGN})
+    foreach(list ARG_SOURCES ARG_TESTS) # TEMPORARY
+        set(kept "")
+        foreach(file ${${list}})
+            if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${file})
+                list(APPEND kept ${file})
+            endif()
+        endforeach()
+        set(${list} ${kept})
+    endforeach()
     if(ARG_SOURCES)
         add_library(${name} STATIC ${ARG_SOURCES})
         target_link_libraries(${name} PUBLIC flintrow_options ${ARG_LINKS})
