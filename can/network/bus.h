@@ -65,6 +65,8 @@ public:
 private:
     Bus(const properties::Properties& properties, std::shared_ptr<thread::signal::Signal> signal);
     bool construct(const Frame_entry_factory& frame_entry);
+    bool construct_pdu_processor(const Frame_entry_factory& frame_entry);
+    bool construct_pdu_observers();
 
     std::shared_ptr<thread::signal::Signal> signal_;
     std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher_;

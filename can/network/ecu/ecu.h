@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <utility>
 
 #include "can/network/ecu/properties.h"
 #include "can/network/node/table.h"
@@ -26,6 +27,7 @@ class Manager;
 namespace qv::can_bus::ecu {
 
 class PDU_processor;
+
 namespace address_claim::handler {
 class Handler;
 } // namespace address_claim::handler
@@ -40,13 +42,20 @@ struct Bus_context {
 
 /// One local control function: owns a NAME, claims an address, and is the way of every PDU to the bus.
 ///
-/// Thread: the bus thread. Held by `std::shared_ptr`.
+/// Thread: the bus thread. Held by `std::shared_ptr`, also by its messages, which any thread may hold. The bus
+/// closes it when it takes it from its list; after that it is a shell that neither sends nor hears anything.
 class ECU final : public tp::Ecu_port, public std::enable_shared_from_this<ECU> {
 public:
-    /// Empty when a step of the construction fails.
+    static constexpr std::size_t frame_size_maximum = 8;
+
+    /// Empty when a step of the construction fails, first of all when another dispatcher has the name of the
+    /// ECU's, which is its `model_name`.
     static std::shared_ptr<ECU> create(name::Name ecu_name, const properties::Properties& properties,
                                        const Bus_context& bus);
     ~ECU() override;
+    /// Falls silent, ends its sessions without a frame, and gives up its dispatchers with all that they hold.
+    /// Not to be called while the ECU's dispatcher is being drained.
+    void close();
 
     name::Name name() const noexcept { return name_; }
     const properties::Properties& properties() const noexcept { return properties_; }
@@ -55,15 +64,17 @@ public:
     bool is_claimed() const noexcept;
 
     /// Sends one frame of up to 8 bytes to `destination`, or to all when that is empty. A longer payload is
-    /// refused. Without `force` nothing leaves while no address is held.
+    /// refused. Without `force` nothing leaves while no address is held. `priority` is 0 to 7, 0 the highest.
     void transmit(const std::shared_ptr<node::Node>& destination, std::uint32_t priority, std::uint32_t pgn,
                   std::span<const std::uint8_t> payload, bool force);
-    /// Sends a payload of any length, beyond 8 bytes by a transport protocol. `supplier` may produce its
-    /// bytes and comes back in `Transferred`.
+    /// Sends a payload of any length, beyond 8 bytes by a transport protocol, which has a priority of its
+    /// own. `supplier` may produce its bytes and comes back in `Transferred`. An empty pointer sends nothing,
+    /// and nothing leaves while no address is held.
     void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                              std::uint32_t pgn, std::unique_ptr<Byte_array> payload,
                              std::shared_ptr<data_supplier::Data_supplier> supplier = nullptr);
-    /// Sends up to 255 bytes as an NMEA 2000 fast packet with the sequence number 0 to 7.
+    /// Sends up to 255 bytes as an NMEA 2000 fast packet with the sequence number 0 to 7; up to 8 bytes go
+    /// as a plain frame, and more than 255 not at all.
     void send_fast_packet(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                           std::uint32_t pgn, std::uint32_t sequence, std::span<const std::uint8_t> payload);
     /// The 8 NAME bytes to all, when the claim state allows it.
@@ -79,9 +90,18 @@ public:
     comm::dispatcher::Dispatcher_id bus_dispatcher_id() const override { return bus_.dispatcher_id; }
     void transferred(std::shared_ptr<tp::tx::TP> session) override;
 
+    /// Posts a `Message_type` of this ECU, made from the further arguments, to the ECU's dispatcher.
+    template <class Message_type, class... Arguments> void report(Arguments&&... arguments)
+    {
+        if (dispatcher_) {
+            dispatcher_->post(
+                std::make_unique<Message_type>(shared_from_this(), std::forward<Arguments>(arguments)...));
+        }
+    }
+
     /// The dispatcher on which requests arrive by the requested PGN.
     comm::dispatcher::Dispatcher_id request_dispatcher_id() const;
-    /// The ECU's own dispatcher, which the bus thread drains.
+    /// The ECU's own dispatcher, which the bus thread drains; empty once the ECU is closed.
     const std::shared_ptr<comm::dispatcher::Dispatcher>& dispatcher() const noexcept { return dispatcher_; }
     tp::manager::Manager& transport() noexcept { return *transport_; }
     node::Table& nodes() noexcept { return bus_.nodes; }
@@ -90,6 +110,9 @@ public:
 private:
     ECU(name::Name ecu_name, const properties::Properties& properties, const Bus_context& bus);
     bool construct();
+    bool construct_dispatchers();
+    void construct_observers();
+    bool is_own_address(std::uint32_t address) const noexcept;
     void on_time_elapsed(comm::message::Message& message);
 
     std::shared_ptr<address_claim::handler::Handler> handler_;

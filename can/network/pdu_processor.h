@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+
+#include "can/network/pdu/pdu.h"
+#include "comm/dispatcher.h"
+#include "comm/observer.h"
+#include "framework/log_hook.h"
+
+namespace qv::can_bus::bus {
+
+class Bus;
+
+/// The gate through which each PDU of a bus enters the dispatcher on which observers subscribe by PGN. Holds
+/// the observer through which frames become PDUs.
+///
+/// Thread: the bus thread. Lifetime: the bus owns it.
+class PDU_processor {
+public:
+    /// Empty when the name of its dispatcher, the bus's title with " PDU" behind it, is taken.
+    static std::unique_ptr<PDU_processor> create(Bus& bus);
+    ~PDU_processor();
+    PDU_processor(const PDU_processor&) = delete;
+    PDU_processor& operator=(const PDU_processor&) = delete;
+
+    /// Subscribes the frame entry and keeps it.
+    void set_frame_entry(std::shared_ptr<comm::observer::Observer> frame_entry);
+    const std::shared_ptr<comm::dispatcher::Dispatcher>& dispatcher() const noexcept { return dispatcher_; }
+
+private:
+    PDU_processor(Bus& bus, std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher);
+    void on_pdu_message(comm::message::Message& message);
+    void show(const pdu::PDU& pdu) const;
+
+    std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher_; ///< never empty
+    bool log_enabled_;
+    bool trace_;
+    log::Client log_client_;
+    comm::observer::Observer_list observers_;
+};
+
+} // namespace qv::can_bus::bus
