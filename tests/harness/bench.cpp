@@ -1,0 +1,123 @@
+#include "tests/harness/bench.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <stdexcept>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace harness {
+
+namespace {
+
+const std::string programs = FLINTROW_BIN_DIR "/";
+
+std::string unique_name()
+{
+    static std::atomic<int> count = 0;
+    return "flintrow-test-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
+}
+
+} // namespace
+
+std::string read_file(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void write_file(const std::string& path, const std::string& text)
+{
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+Bench::Bench()
+    : title_(unique_name())
+{
+    folder_ = std::filesystem::temp_directory_path() / title_;
+    std::filesystem::create_directories(std::filesystem::path(configuration_path()).parent_path());
+    std::filesystem::create_directories(folder_ / "home");
+}
+
+Bench::~Bench()
+{
+    router_.reset();
+    ::shm_unlink(title_.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void Bench::start_router(const std::vector<std::string>& options)
+{
+    std::vector<std::string> arguments{programs + "can_router", "--port", std::to_string(port_), "--log",
+                                       path("traffic.log")};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    router_ = std::make_unique<Process>(arguments);
+    const std::string listening = "listening on 127.0.0.1:";
+    if (!router_->says(listening) || !router_->says("\n")) {
+        throw std::runtime_error("the router does not start: " + router_->output());
+    }
+    const auto& words = router_->output();
+    port_ = static_cast<std::uint16_t>(std::stoul(words.substr(words.find(listening) + listening.size())));
+    write_configuration();
+}
+
+std::unique_ptr<Process> Bench::start_ecu(const std::vector<std::string>& options) const
+{
+    std::vector<std::string> arguments{programs + "simulated_ecu",
+                                       "--port",
+                                       std::to_string(port_),
+                                       "--part-number",
+                                       "A1000",
+                                       "--sector-size",
+                                       "4096",
+                                       "--flash-out",
+                                       path("flash.bin")};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return std::make_unique<Process>(arguments);
+}
+
+std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& options) const
+{
+    std::vector<std::string> arguments{programs + "flintrow"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return std::make_unique<Process>(
+        arguments, std::vector<std::string>{"FLINTROW_ROOT=" + folder_.string(), "HOME=" + path("home")});
+}
+
+std::string Bench::make_update(std::size_t size)
+{
+    std::mt19937 random(static_cast<std::mt19937::result_type>(size));
+    program_.resize(size);
+    for (auto& byte : program_) {
+        byte = static_cast<char>(random());
+    }
+    write_file(path("program.bin"), program_);
+    const auto update = path("update.hex");
+    Process maker({programs + "make_update", "--output", update, "--version", "2.0.0", "--ecu-info",
+                   "ECU P/N,A1000*", "--sectors", "0x10000:4096:32", path("program.bin")});
+    if (maker.ends() != 0) {
+        throw std::runtime_error("no update file: " + maker.output());
+    }
+    return update;
+}
+
+std::string Bench::flash() const { return read_file(path("flash.bin")); }
+
+std::string Bench::configuration_path() const { return path("etc/tolvan/flintrow/flintrow_config.xml"); }
+
+void Bench::write_configuration(const std::string& flintrow, const std::string& can_bus) const
+{
+    write_file(configuration_path(),
+               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<configuration>\r\n\t<Flintrow enable_b=\"true\">" +
+                   flintrow + "</Flintrow>\r\n\t<application title_a=\"" + title_ +
+                   "\"/>\r\n\t<can_bus>\r\n\t\t<hardware type_a=\"router\">\r\n\t\t\t<ip port_c=\"" +
+                   std::to_string(port_) + "\"/>\r\n\t\t</hardware>" + can_bus +
+                   "</can_bus>\r\n</configuration>\r\n");
+}
+
+} // namespace harness

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/harness/process.h"
+
+namespace harness {
+
+/// A folder of its own with a configuration, a router, simulated ECUs and update files, for one test.
+class Bench {
+public:
+    Bench();
+    ~Bench();
+    Bench(const Bench&) = delete;
+    Bench& operator=(const Bench&) = delete;
+
+    /// Starts the router, on the port of an earlier one when there was one.
+    void start_router(const std::vector<std::string>& options = {});
+    void stop_router() { router_.reset(); }
+    Process& router() { return *router_; }
+    std::uint16_t port() const noexcept { return port_; }
+    /// For a test that plays the router itself.
+    void use_port(std::uint16_t port) { port_ = port; }
+
+    /// An ECU that the update files fit; `options` are added to, and win over, the usual ones.
+    std::unique_ptr<Process> start_ecu(const std::vector<std::string>& options = {}) const;
+    /// The service with these options, started on the configuration of `write_configuration`.
+    std::unique_ptr<Process> start_service(const std::vector<std::string>& options) const;
+
+    /// Makes an update file of so many bytes of program for ECUs with the part number A1000.
+    std::string make_update(std::size_t size);
+    /// The bytes of the program of `make_update`.
+    const std::string& program() const noexcept { return program_; }
+    /// What the ECU wrote as its flash memory.
+    std::string flash() const;
+
+    /// Writes the configuration file; `flintrow` and `can_bus` go as attributes and elements into these nodes.
+    void write_configuration(const std::string& flintrow = "", const std::string& can_bus = "") const;
+    std::string configuration_path() const;
+    std::string path(const std::string& name) const { return folder_ / name; }
+    /// The name of the service's token in the shared memory.
+    const std::string& title() const noexcept { return title_; }
+
+private:
+    std::filesystem::path folder_;
+    std::string title_;
+    std::string program_;
+    std::uint16_t port_ = 0;
+    std::unique_ptr<Process> router_;
+};
+
+std::string read_file(const std::string& path);
+void write_file(const std::string& path, const std::string& text);
+
+} // namespace harness
