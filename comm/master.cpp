@@ -8,6 +8,7 @@
 #include "comm/handler/shutdown.h"
 #include "comm/handler/thread_handle.h"
 #include "comm/handler/time_tick.h"
+#include "comm/primary_thread.h"
 #include "comm/shutdown_message.h"
 #include "comm/thread_message.h"
 
@@ -28,7 +29,7 @@ namespace qv::comm::master {
 
 /// The one registry of dispatchers.
 ///
-/// Thread: any, but `handlers` belongs to the thread that starts and stops the core. A lookup holds a
+/// Thread: any, but the public members belong to the thread that starts and stops the core. A lookup holds a
 /// reference to the core, so that one that meets the stop still works on live objects.
 class Master {
 public:
@@ -46,6 +47,7 @@ public:
     const std::shared_ptr<Dispatcher>& primary() const noexcept { return primary_; }
     bool stopping() const noexcept { return stopping_; }
 
+    std::shared_ptr<thread::Handle> primary_thread;
     observer::Observer_list handlers;
 
 private:
@@ -199,6 +201,21 @@ try {
     return false;
 }
 
+bool start_primary_thread()
+{
+    const auto master = Master::get();
+    if (!master || master->primary_thread) {
+        return false;
+    }
+    auto handle = std::make_shared<thread::Handle>("comm primary");
+    if (!thread::argument_less::start(handle, &Primary_thread::thread_static, thread::Ending::join)) {
+        return false;
+    }
+    master->primary_thread = std::move(handle);
+    return true;
+}
+
+/// The primary thread goes first: no handler may be released while it still delivers to it.
 void master_stop()
 {
     const auto master = Master::get();
@@ -206,6 +223,9 @@ void master_stop()
         return;
     }
     master->announce_stop();
+    if (master->primary_thread) {
+        master->primary_thread->join();
+    }
     master->handlers.clear();
     master->remove(master->primary()->id());
     thread::set_lifecycle_hook(nullptr);

@@ -27,8 +27,11 @@ inline constexpr std::uint32_t time_tick = 0x40;
 [[nodiscard]] bool core_start(std::uint32_t flags);
 /// Creates the handlers of the flags on the primary dispatcher; `name` is the token of the atom handler.
 [[nodiscard]] bool handlers_start(std::string_view name, std::uint32_t flags);
-/// Announces the stop, releases the handlers, which ends the threads still running, then the primary
-/// dispatcher and the core. Called by the thread that started the core.
+/// Starts the thread "comm primary", which belongs to the core. False without a core, when it was started
+/// before, or when the system has no thread to give.
+[[nodiscard]] bool start_primary_thread();
+/// Announces the stop to all threads, waits for the primary thread, releases the handlers, which ends the
+/// other threads still running, then the primary dispatcher and the core. Called by the thread that started it.
 void master_stop();
 /// Whether `master_stop` has begun; false without a core.
 bool core_is_stopping();

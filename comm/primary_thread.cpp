@@ -4,9 +4,7 @@
 
 #include "comm/master.h"
 #include "comm/shutdown_message.h"
-#include "comm/thread_message.h"
 #include "comm/time_message.h"
-#include "framework/thread/handle.h"
 
 namespace qv::comm {
 
@@ -50,21 +48,5 @@ void Primary_thread::run()
 }
 
 void Primary_thread::on_shutdown_application(message::Message& /*message*/) { running_ = false; }
-
-bool start_primary_thread()
-{
-    const auto primary = primary_dispatcher();
-    if (!primary) {
-        return false;
-    }
-    using Report = message::thread_handle::Thread_handle;
-    const auto handle = std::make_shared<thread::Handle>("comm primary");
-    primary->post(std::make_unique<Report>(handle, false)); // known before it runs: a stop right now waits for it
-    if (!thread::argument_less::start(handle, &Primary_thread::thread_static, thread::Ending::join)) {
-        primary->post(std::make_unique<Report>(handle, true));
-        return false;
-    }
-    return true;
-}
 
 } // namespace qv::comm

@@ -5,7 +5,7 @@
 namespace qv::comm {
 
 /// Drains the primary dispatcher and asks it every 3 ms to look at the clock, until `shutdown::Application`
-/// comes. From then on nobody drains the primary dispatcher.
+/// comes. From then on nobody drains the primary dispatcher. `start_primary_thread` starts it.
 class Primary_thread final : public observer::Observer_dispatcher_id {
 public:
     using Observer_dispatcher_id::Observer_dispatcher_id;
@@ -22,9 +22,5 @@ private:
 
     bool running_ = true; ///< changed on this very thread, within a drain
 };
-
-/// Starts the thread "comm primary"; needs a running core. The thread handle handler joins it when the core
-/// stops. False when it cannot be started.
-[[nodiscard]] bool start_primary_thread();
 
 } // namespace qv::comm
