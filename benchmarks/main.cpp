@@ -1,0 +1,37 @@
+#include <cstdio>
+#include <filesystem>
+
+#include "benchmarks/report.h"
+
+namespace benchmarks {
+
+std::string figure(double value, int digits, const char* unit)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f %s", digits, value, unit);
+    return text;
+}
+
+void print(const std::vector<Row>& rows)
+{
+    for (const auto& row : rows) {
+        std::printf("%-58s | %-34s | %-34s | %6.2f | %s\n", row.what.c_str(), row.measured.c_str(),
+                    row.bound.c_str(), row.ratio, row.ratio <= row.limit ? "ok" : "short");
+    }
+    std::fflush(stdout);
+}
+
+} // namespace benchmarks
+
+/// Measures everything in one run and prints the table, row by row as the figures come.
+int main(int argc, char** argv)
+{
+    const std::string folder = argc > 1 ? argv[1] : "build/benchmark";
+    std::filesystem::create_directories(folder);
+    std::printf("%-58s | %-34s | %-34s | %6s |\n", "what", "measured", "bound", "ratio");
+    benchmarks::print(benchmarks::measure_image_parsing(folder));
+    benchmarks::print(benchmarks::measure_frame_road());
+    benchmarks::print(benchmarks::measure_service());
+    benchmarks::print(benchmarks::measure_programming());
+    return 0;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace benchmarks {
+
+/// One line of the table. `ratio` is the measured figure by its bound, or by the other tool's figure of the same
+/// run; the row is `ok` when it does not exceed `limit`.
+struct Row {
+    std::string what;
+    std::string measured;
+    std::string bound;
+    double ratio = 0;
+    double limit = 1;
+};
+
+/// Prints the rows as a table, each ending in "ok" or "short".
+void print(const std::vector<Row>& rows);
+
+/// "%.*f unit".
+std::string figure(double value, int digits, const char* unit);
+
+/// The rows, a group each. They take minutes, and print nothing.
+std::vector<Row> measure_image_parsing(const std::string& folder);
+std::vector<Row> measure_programming();
+std::vector<Row> measure_service();
+std::vector<Row> measure_frame_road();
+
+} // namespace benchmarks
