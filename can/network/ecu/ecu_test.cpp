@@ -1,0 +1,291 @@
+#include "can/network/ecu/ecu.h"
+
+#include <limits>
+
+#include "can/network/ecu/configuration.h"
+#include "can/network/ecu/ecu_kit.h"
+#include "can/network/node/manager.h"
+#include "config/object.h"
+#include "framework/thread/clock.h"
+
+namespace qv::can_bus::ecu {
+namespace {
+
+using test::claim_text;
+using test::hex;
+using test::higher_name;
+using test::own_name;
+using test::Texts;
+
+class ECU_test : public test::Ecu_test {
+protected:
+    void SetUp() override
+    {
+        Ecu_test::SetUp();
+        claim(0x80, higher_name);
+        peer_ = nodes_.find_by_name(higher_name);
+    }
+    void send(std::uint32_t pgn, const std::string& payload, bool to_peer = true, bool force = false)
+    {
+        ecu_->transmit(to_peer ? peer_ : nullptr, 6, pgn, hex(payload).bytes(), force);
+        drain();
+    }
+    /// A payload of `size` bytes, counted from 1.
+    static std::unique_ptr<Byte_array> counted(std::uint32_t size)
+    {
+        auto payload = std::make_unique<Byte_array>();
+        payload->resize(size);
+        for (std::uint32_t index = 0; index < size; ++index) {
+            payload->begin()[index] = static_cast<std::uint8_t>(index + 1);
+        }
+        return payload;
+    }
+
+    std::shared_ptr<node::Node> peer_;
+};
+
+TEST_F(ECU_test, sends_frames_to_a_node_or_to_all_and_refuses_more_than_8_bytes)
+{
+    hold(0x81);
+    send(0xEF00, "01 02");
+    send(0xEF00, "01 02", false);
+    send(0xFF12, "");
+    send(0x1EF00, "AA"); // data page
+    send(0xEF00, "01 02 03 04 05 06 07 08");
+    send(0xEF00, "01 02 03 04 05 06 07 08 09");
+    peer_->source_address = 254; // it has lost its address
+    send(0xEF00, "01");
+    EXPECT_EQ(sent(), (Texts{"18EF8081 01 02", "18EFFF81 01 02", "18FF1281", "19EF8081 AA",
+                             "18EF8081 01 02 03 04 05 06 07 08", "18EFFE81 01"}));
+}
+
+TEST_F(ECU_test, sends_nothing_without_an_address_unless_it_must)
+{
+    send(0xEF00, "01");
+    send(0xEF00, "02", true, true);
+    ecu_->send_with_transport(peer_, 6, 0xEF00, counted(8));
+    ecu_->send_with_transport(peer_, 6, 0xEF00, counted(9));
+    ecu_->send_fast_packet(nullptr, 6, 0x1F801, 0, counted(9)->bytes());
+    pass(10);
+    hold(0x81);
+    ecu_->send_with_transport(peer_, 6, 0xEF00, nullptr);
+    pass(10);
+    EXPECT_EQ(sent(), Texts{});
+}
+
+TEST_F(ECU_test, leaves_from_the_null_address_when_forced_before_it_has_one)
+{
+    send(0xEF00, "02", true, true);
+    EXPECT_EQ(sent(), Texts{"18EF80FE 02"});
+}
+
+TEST_F(ECU_test, hears_what_it_sends_and_keeps_what_is_for_itself_off_the_wire)
+{
+    hold(0x81);
+    Texts heard;
+    listen(bus_dispatcher_, {frame::message::Received::id}, [&](auto& message) {
+        heard.push_back(test::frame_text(dynamic_cast<frame::message::Received&>(message)));
+    });
+    const auto self = nodes_.find_by_name(own_name);
+    ecu_->transmit(self, 6, 0xEF00, hex("01").bytes(), false);
+    ecu_->transmit(peer_, 6, 0xEF00, hex("02").bytes(), false);
+    drain();
+    EXPECT_EQ(sent(), Texts{"18EF8081 02"});
+    EXPECT_EQ(heard, (Texts{"18EF8181 01", "18EF8081 02"}));
+}
+
+TEST_F(ECU_test, hears_nothing_of_itself_when_that_is_switched_off)
+{
+    ears_.clear();
+    ecu_.reset();
+    hears_itself_ = false;
+    create_ecu();
+    watch_frames();
+    hold(0x81);
+    const auto self = node::Node::create(own_name, *this);
+    self->source_address = 0x81;
+    ecu_->transmit(self, 6, 0xEF00, hex("01").bytes(), false);
+    drain();
+    EXPECT_EQ(sent(), Texts{"18EF8181 01"});
+    EXPECT_FALSE(nodes_.find_by_name(own_name));
+}
+
+TEST_F(ECU_test, lets_pass_what_is_for_it_or_for_all)
+{
+    hold(0x81);
+    Texts heard;
+    const auto pdus = comm::find_dispatcher(ecu_->pdu_dispatcher_id());
+    listen(pdus, {0xEF00, 0xFF12}, [&](auto& message) {
+        const auto& pdu = dynamic_cast<pdu::PDU&>(message);
+        heard.push_back(std::to_string(pdu.data[0]));
+    });
+    receive("18EF8180 01");
+    receive("18EFFF80 02");
+    receive("18FF1280 03");
+    receive("18EF8280 04");
+    receive("18EFFE80 05");
+    start_claim(0x82); // falls back to the null address
+    receive("18EFFE80 06");
+    receive("18EF8180 07");
+    EXPECT_EQ(heard, (Texts{"1", "2", "3", "6"}));
+}
+
+TEST_F(ECU_test, carries_out_sends_that_the_application_asks_for_by_message)
+{
+    hold(0x81);
+    tell<message::PDU_transmit>(higher_name, 3, 0xEF00, hex("01 02"));
+    tell<message::PDU_transmit>(0x1234, 7, 0xEF00, hex("03")); // nobody has this NAME
+    tell<message::PDU_transmit>(higher_name, 6, 0xEF00, *counted(9));
+    EXPECT_EQ(sent(), (Texts{"0CEF8081 01 02", "1CEFFF81 03"}));
+    tell<message::tp::tx::Current_state_request>(ecu_);
+    pass(4);
+    EXPECT_EQ(sent(), Texts{"18EC8081 10 09 00 02 FF 00 EF 00"}); // RTS: 9 bytes, 2 packets
+    receive("18EC8180 11 02 01 FF FF 00 EF 00");
+    EXPECT_EQ(sent(), (Texts{"18EB8081 01 01 02 03 04 05 06 07", "18EB8081 02 08 09 FF FF FF FF FF"}));
+    tell<message::tp::tx::Current_state_request>(ecu_);
+    receive("18EC8180 13 09 00 02 FF 00 EF 00");
+    tell<message::tp::tx::Current_state_request>(ecu_);
+    EXPECT_EQ(told(), (Texts{"state 9 0", "state 9 14", "transferred", "state 0 0"}));
+}
+
+TEST_F(ECU_test, answers_with_its_software_identification)
+{
+    hold(0x81);
+    using message::software_identification::Response;
+    tell<Response>(ecu_, peer_, "1*2*");
+    tell<Response>(ecu_, nullptr, "");
+    tell<Response>(ecu_, peer_, std::string(126, '*'));
+    pass(4);
+    EXPECT_EQ(sent(), (Texts{"18FEDA81 02 31 2A 32 2A", "18FEDA81 00"}));
+    tell<Response>(ecu_, peer_, std::string(125, '*'));
+    pass(4);
+    EXPECT_EQ(sent(), Texts{"18EC8081 10 7E 00 12 FF DA FE 00"});
+}
+
+TEST_F(ECU_test, cuts_a_fast_packet_into_frames)
+{
+    hold(0x81);
+    const auto send_packet = [&](std::uint32_t size) {
+        ecu_->send_fast_packet(nullptr, 3, 0x1F801, 5, counted(size)->bytes());
+        drain();
+        return sent();
+    };
+    EXPECT_EQ(send_packet(8), Texts{"0DF80181 01 02 03 04 05 06 07 08"});
+    EXPECT_EQ(send_packet(9), (Texts{"0DF80181 A0 09 01 02 03 04 05 06", "0DF80181 A1 07 08 09 FF FF FF FF"}));
+    EXPECT_EQ(send_packet(13).back(), "0DF80181 A1 07 08 09 0A 0B 0C 0D");
+    EXPECT_EQ(send_packet(14).size(), 3U);
+    const Texts longest = send_packet(255);
+    ASSERT_EQ(longest.size(), 37U);
+    EXPECT_EQ(longest[36], "0DF80181 A4 FC FD FE FF FF FF FF"); // the index has gone round
+    EXPECT_EQ(send_packet(256), Texts{});
+}
+
+TEST_F(ECU_test, reports_acknowledgments_and_keeps_them_for_the_node)
+{
+    hold(0x81);
+    receive("18E88180 00 05 FF FF 81 CA FE 00");
+    receive("18E8FF80 01 FF FF FF 80 CB FE 00");
+    receive("18E88180 00 05 FF FF 81 CC FE");
+    receive("18E88177 00 05 FF FF 81 CC FE 00"); // from nobody known
+    EXPECT_EQ(told(), (Texts{"acknowledgment 0 5 129 65226", "acknowledgment 1 255 128 65227",
+                             "acknowledgment 0 5 129 65228"}));
+    EXPECT_EQ(peer_->manager()->trouble_codes().active_supported(), 1U);
+    EXPECT_EQ(peer_->manager()->trouble_codes().previous_active_supported(), 0U);
+    EXPECT_EQ(peer_->manager()->trouble_codes().reset_previous_active_supported(), 3U);
+}
+
+TEST_F(ECU_test, sends_the_date_and_a_count_at_the_interval_of_its_debug_timer)
+{
+    ears_.clear();
+    ecu_.reset();
+    properties_.debug_timer_interval = 1000;
+    create_ecu();
+    watch_frames();
+    hold(0x81);                          // 541 ms
+    time::set_adjusted_time(1709296245); // 2024-03-01 12:30:45 UTC
+    pass(458);
+    EXPECT_EQ(sent(), Texts{});
+    pass(1 + 50);
+    EXPECT_EQ(sent(), Texts{"18FFFF81 20 24 03 01 12 30 45 00"});
+    pass(949);
+    EXPECT_EQ(sent(), Texts{});
+    time::set_adjusted_time(std::numeric_limits<std::time_t>::max() / 2);
+    pass(3001); // one, not three
+    EXPECT_EQ(sent(), Texts{"18FFFF81 FA F8 01 01 00 00 00 01"});
+    time::set_adjusted_time(0);
+}
+
+TEST_F(ECU_test, is_not_made_when_a_name_of_its_dispatchers_is_in_use_and_leaves_no_name_behind)
+{
+    const auto create = [this] {
+        return ECU::create(own_name, properties_, {nodes_, bus_dispatcher_->id(), true, nullptr});
+    };
+    EXPECT_FALSE(create());
+    ASSERT_TRUE(comm::find_dispatcher_by_name("-")); // that of the first one
+    ears_.clear();
+    ecu_.reset();
+    for (const char* name : {"-", "- pdu", "- request"}) {
+        const auto blocker = comm::create_dispatcher(name, false);
+        ASSERT_TRUE(blocker) << name;
+        EXPECT_FALSE(create()) << name;
+        comm::remove_dispatcher(blocker);
+    }
+    EXPECT_TRUE(create());
+}
+
+TEST_F(ECU_test, is_silent_once_closed_and_goes_with_its_queued_messages)
+{
+    hold(0x81);
+    const std::weak_ptr<ECU> watched = ecu_;
+    ecu_->report<message::address::Claimed>(); // nobody takes these any more
+    ecu_->dispatcher()->post(std::make_unique<message::tp::tx::Current_state_request>(ecu_));
+    ears_.clear();
+    watch_frames();
+    ecu_->close();
+    EXPECT_FALSE(comm::find_dispatcher_by_name("-"));
+    send(0xEF00, "01");
+    ecu_->send_with_transport(peer_, 6, 0xEF00, counted(9));
+    ecu_->send_address_claim();
+    receive("18EAFF80 00 EE 00");
+    pass(1000);
+    EXPECT_EQ(sent(), Texts{});
+    ecu_.reset();
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST(Ecu_configuration, fills_itself_and_reads_back_what_it_holds)
+{
+    config::Configuration document("unused.xml", false);
+    document.root = std::make_unique<config::Object>("configuration");
+    config::Object* const node = document.find_object("Flintrow/ecu", true);
+    properties::Properties defaults;
+    defaults.model_name = "Mendrix";
+    defaults.type = "operator_controls";
+    const name::Fields fields{1, 151, 0, 0, 129, 0, 1, 0, 1};
+
+    EXPECT_EQ(configuration::read_name(document, node, fields), 0x8100810012E00001U);
+    EXPECT_EQ(configuration::read_properties(document, node, defaults).model_name, "Mendrix");
+    EXPECT_EQ(document.get_decimal(document.find_object("Flintrow/ecu/name", false), "serial_number", 9), 1U);
+    config::Object* const certification = document.find_object("Flintrow/ecu/diagnostic/certification", false);
+    EXPECT_EQ(document.get_decimal(certification, "reference_number", 9), 65535U);
+
+    document.set_text(node, "brand", "Other");
+    document.set_decimal(document.find_object("Flintrow/ecu/tp", false), "tx_try_count_maximum", 2);
+    document.set_decimal(document.find_object("laboratory", false, certification), "id", 77);
+    const auto read = configuration::read_properties(document, node, defaults);
+    EXPECT_EQ(read.brand, "Other");
+    EXPECT_EQ(read.tp.tx_try_count_maximum, 2U);
+    EXPECT_EQ(read.certification_laboratory_id, 77U);
+    EXPECT_EQ(read.certification_laboratory_type, 7U);
+
+    const name::Name stored = name::compose({0x1FFFFF, 2047, 7, 31, 129, 0, 1, 0, 1});
+    EXPECT_TRUE(configuration::write_name(document, node, stored, 130));
+    EXPECT_EQ(configuration::read_name(document, node, fields), stored);
+    EXPECT_EQ(document.get_decimal(node, "source_address_preferred", 249), 130U);
+
+    EXPECT_EQ(configuration::read_name(document, nullptr, fields), 0x8100810012E00001U);
+    EXPECT_FALSE(configuration::write_name(document, nullptr, stored, 130));
+}
+
+} // namespace
+} // namespace qv::can_bus::ecu
