@@ -15,8 +15,7 @@ public:
     Received(std::span<const std::uint8_t> bytes, std::uint32_t can_identifier, bool is_error = false,
              bool is_extended = true, bool is_remote = false)
         : Received(id, bytes, can_identifier, is_error, is_extended, is_remote)
-    {
-    }
+    {}
 
     Byte_array data;
     std::uint32_t length;
@@ -35,8 +34,7 @@ protected:
         , error(is_error)
         , extended(is_extended)
         , remote(is_remote)
-    {
-    }
+    {}
 };
 
 /// A frame is to leave. Posted by a local ECU; the bus thread hands it to the device.
@@ -47,8 +45,7 @@ public:
                 std::uint8_t destination_address)
         : Cloneable<Transmitted, Received>(id, bytes, can_identifier, false, true, false)
         , destination(destination_address)
-    {
-    }
+    {}
 
     std::uint8_t destination; ///< destination address, 255 for all
 };
