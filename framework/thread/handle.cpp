@@ -9,6 +9,20 @@ namespace {
 
 std::atomic<Lifecycle_hook> lifecycle_hook{nullptr};
 
+/// Creates a thread with SIGUSR1 blocked: a request to end that comes before the thread can take it waits for it,
+/// instead of ending the process.
+int create_with_blocked_signal(pthread_t& id, void* (*routine)(void*), void* argument)
+{
+    sigset_t blocked{};
+    sigset_t former{};
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGUSR1);
+    ::pthread_sigmask(SIG_BLOCK, &blocked, &former);
+    const int result = ::pthread_create(&id, nullptr, routine, argument);
+    ::pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    return result;
+}
+
 } // namespace
 
 Handle::Handle(std::string name)
@@ -28,7 +42,8 @@ bool Handle::start(void* (*routine)(void*), void* argument, Ending ending)
         return store(EBUSY);
     }
     ending_ = ending;
-    const int result = ::pthread_create(&id_, nullptr, routine, argument);
+    const int result = ending == Ending::kill ? create_with_blocked_signal(id_, routine, argument)
+                                              : ::pthread_create(&id_, nullptr, routine, argument);
     if (result != 0) {
         joinable_ = false;
     }

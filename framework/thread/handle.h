@@ -15,7 +15,7 @@ namespace qv::thread {
 enum class Ending : std::uint32_t {
     join = 0,   ///< wait for its end
     cancel = 1, ///< pthread_cancel
-    kill = 2,   ///< pthread_kill with SIGUSR1
+    kill = 2,   ///< pthread_kill with SIGUSR1, for a thread with a `current::Terminator`
 };
 
 /// One thread and the way it is ended. Shared by the thread's owner and the keeper of running threads, either of
