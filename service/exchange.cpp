@@ -1,0 +1,192 @@
+// The part of the session that exchanges memory access messages with the ECU: one request at a time, its
+// repetition, the key, the data phase, the time-out [SAE J1939-73 5.7.14 to 5.7.16].
+
+#include <cstdio>
+
+#include "service/name_text.h"
+#include "service/session.h"
+
+namespace qv::can_bus::flr {
+
+namespace {
+
+constexpr std::uint32_t answer_timeout = 30;       // seconds
+constexpr std::uint8_t last_ordinary_message = 15; // first byte of a proprietary message; above are heartbeats
+
+/// Who sent the message itself, not who speaks for its working set.
+const std::shared_ptr<node::Node>& sender_of(const pdu::PDU& pdu)
+{
+    return pdu.address_holder != nullptr ? pdu.address_holder : pdu.source_node;
+}
+
+} // namespace
+
+void Session::on_second()
+{
+    if (tick_delay_ > 0) {
+        --tick_delay_;
+        return;
+    }
+    exchange_step();
+}
+
+/// Looks at the exchange first; only when none is open the session acts.
+void Session::exchange_step()
+{
+    if (!address_claimed) {
+        return;
+    }
+    switch (access_status_) {
+        case Access_status::failed: std::puts("Memory access bootload error! \r\n;"); return end_process_(0);
+        case Access_status::busy: return send_request(request_);
+        case Access_status::ready: return run_state();
+        case Access_status::waiting:
+        case Access_status::proceeding: break;
+    }
+    if (access_timeout_ > 0) {
+        --access_timeout_;
+        return;
+    }
+    std::puts("MemoryAccess Timeout: Aborting\r");
+    access_status_ = Access_status::ready;
+    fail(0);
+}
+
+/// Sends a request to the target and waits for its answer. `new_request` may be the one that is kept.
+void Session::send_request(const memory_access::Request& new_request)
+{
+    request_ = new_request;
+    access_timeout_ = answer_timeout;
+    access_status_ = Access_status::waiting;
+    own_ecu_.send(target_node, pdu::pgn::memory_access_request, request_);
+}
+
+void Session::on_memory_access_response(const pdu::PDU& pdu)
+{
+    const auto response = memory_access::parse_response(pdu.data.bytes());
+    if (!response) {
+        return;
+    }
+    switch (response->answer) {
+        case memory_access::Answer::proceed: return on_proceed(response->seed, sender_of(pdu));
+        case memory_access::Answer::busy:
+            std::puts("Busy\t\t: \r");
+            access_status_ = Access_status::busy;
+            return;
+        case memory_access::Answer::operation_completed: return on_operation_completed(sender_of(pdu));
+        case memory_access::Answer::bootload_status: std::puts("Received MA status bootload??\r"); return;
+        case memory_access::Answer::failed:
+            std::puts("MA Failed\t\t: \r");
+            access_status_ = Access_status::failed;
+            return;
+    }
+}
+
+/// The key of the bootloader's access check is the seed itself; the request goes out again with it.
+void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender)
+{
+    if (seed != memory_access::Response::no_key_needed) {
+        if (own_ecu_.attached()) {
+            memory_access::set_key(request_, seed);
+            own_ecu_.send(sender, pdu::pgn::memory_access_request, request_);
+        }
+        return;
+    }
+    access_status_ = Access_status::proceeding;
+    if (transfer_step_ == Transfer_step::announced) {
+        own_ecu_.send_with_transport(sender, pdu::pgn::memory_access_data,
+                                     memory_access::chunk_data(chunks_.chunk()));
+    } else if (state == State::BL_RESTART) {
+        send_word(sender, image_checksum_);
+        state = State::BL_RESTART_PENDING;
+    } else if (state == State::BL_BAUD_PENDING) {
+        send_word(sender, static_cast<std::uint32_t>(target_baud));
+        tick_delay_ = 1;
+        access_status_ = Access_status::ready;
+        state = State::BL_BAUD_LOCAL;
+    }
+}
+
+void Session::send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const
+{
+    own_ecu_.send(node, pdu::pgn::memory_access_data, memory_access::word_data(value));
+}
+
+/// Goes on at once, so that an image travels at the speed of the ECU's answers.
+void Session::on_operation_completed(const std::shared_ptr<node::Node>& sender)
+{
+    if (transfer_step_ == Transfer_step::announced) {
+        chunks_.confirm();
+        transfer_step_ = Transfer_step::completed;
+    }
+    access_status_ = Access_status::ready;
+    if (own_ecu_.attached()) {
+        own_ecu_.send(sender, pdu::pgn::memory_access_request, memory_access::close_exchange);
+        exchange_step();
+    }
+}
+
+void Session::on_memory_access_tp_receive(const pdu::PDU& pdu)
+{
+    if (state != State::BL_READ_CHECKSUM || target_node == nullptr ||
+        pdu.source_address != target_node->source_address) {
+        return;
+    }
+    const auto checksum = memory_access::parse_word(pdu.data.bytes());
+    if (!checksum) {
+        std::puts("Invalid checksum length\r");
+        return fail(0);
+    }
+    image_checksum_ = *checksum;
+    state = State::BL_RESTART;
+}
+
+void Session::on_custom_message(const pdu::PDU& pdu)
+{
+    if (pdu.data.empty() || pdu.data[0] <= last_ordinary_message) {
+        return;
+    }
+    if (state == State::BL_BAUD_SETTLE) {
+        access_status_ = Access_status::ready;
+        return;
+    }
+    if (state != State::BL_BOOTLOADER_PENDING) {
+        return;
+    }
+    if (has_other_bit_rate(target_baud)) {
+        std::puts("Bootload heartbeat detected, setting target baud...\r");
+        tick_delay_ = 2;
+        state = State::BL_BAUD_REQUEST;
+    } else {
+        std::puts("Bootload heartbeat detected, continuing...\r");
+        state = State::BL_BOOTLOADER;
+    }
+}
+
+/// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader.
+void Session::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
+{
+    if (hex_parser == nullptr || target_node == nullptr) {
+        return;
+    }
+    std::printf("\t Comparing [%s] %s\r\n", name_text(target_node->name()).c_str(), name_text(name).c_str());
+    const bool took_its_address =
+        target_node->source_address == pdu::null_address && inventory_.find_ecu_by_address(address) != nullptr;
+    if (target_node->name() != name && !took_its_address) {
+        return;
+    }
+    target_node = node;
+    if (state == State::BL_RESTART_PENDING) {
+        own_ecu_.request_software_identification(node);
+    }
+    std::printf("\tTarget Found! [0x%x] %s\r\n", address, name_text(name).c_str());
+}
+
+void Session::on_software_identification()
+{
+    if (target_node != nullptr && state == State::BL_RESTART_PENDING) {
+        state = State::BL_COMPLETE;
+    }
+}
+
+} // namespace qv::can_bus::flr

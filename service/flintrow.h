@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "can/bus/module.h"
+#include "can/network/ecu/ecu.h"
+#include "comm/observer.h"
+#include "service/inventory.h"
+#include "service/options.h"
+#include "service/own_ecu.h"
+#include "service/session.h"
+#include "service/settings.h"
+
+namespace qv::can_bus::flr {
+
+/// What the service takes from the process around it; a test gives its own.
+struct Environment {
+    int argc = 0;
+    char** argv = nullptr;
+    Identity identity;
+    /// Ends the process. In a test it returns.
+    std::function<void(int status)> end_process;
+    /// Takes control of a CAN interface, which gets this bit rate at once.
+    std::function<std::unique_ptr<Can_interface>(const char* name, std::uint32_t bitrate)> open_can_interface;
+
+    static Environment of_process();
+};
+
+/// The update service on one CAN bus: keeps the list of ECUs and the update files, and programs one ECU at a
+/// time.
+///
+/// Thread: the bus thread makes it, runs all that comes from the bus and the clock, and destroys it. Lifetime:
+/// the bus outlives it.
+class Flintrow final : public application::bus_thread::module::Module {
+public:
+    using Dispatcher_id = comm::dispatcher::Dispatcher_id;
+
+    /// The bus thread calls it with the bus's dispatcher. Empty when the configuration does not want the
+    /// service, or gives no settings.
+    static std::unique_ptr<application::bus_thread::module::Module> create(Dispatcher_id dispatcher_id);
+    static std::unique_ptr<Flintrow> create_in(Environment environment, Dispatcher_id dispatcher_id);
+    ~Flintrow() override;
+
+    /// The name of the service's own ECU model.
+    std::string name() const override;
+
+    /// The bus has made the service's ECU: from now on the service hears the bus.
+    void attach_ecu(std::shared_ptr<ecu::ECU> created);
+    /// The ECU is gone: the service hears nothing more, not even the clock.
+    void detach_ecu();
+
+    void on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node);
+    /// Forgets all ECUs and asks everybody to claim again. 0. To be called while no session runs.
+    int clear_ecu_list();
+
+    Options options;
+    const Settings settings;
+    Own_ecu own_ecu;
+    Inventory inventory{options.verbose};
+    Session session;
+    const Dispatcher_id dispatcher_id; ///< of the bus
+    std::uint32_t log_id = 0;          ///< log client, 0 without a log
+
+private:
+    Flintrow(Environment environment, Settings read, Dispatcher_id bus_dispatcher_id);
+    void initialize();
+    void open_write_file();
+
+    Environment environment_;
+    comm::observer::Observer_list observers_;
+};
+
+} // namespace qv::can_bus::flr
