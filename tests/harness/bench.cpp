@@ -99,7 +99,8 @@ std::string Bench::make_update(std::size_t size)
     write_file(path("program.bin"), program_);
     const auto update = path("update.hex");
     Process maker({programs + "make_update", "--output", update, "--version", "2.0.0", "--ecu-info",
-                   "ECU P/N,A1000*", "--sectors", "0x10000:4096:32", path("program.bin")});
+                   "ECU P/N,A1000*", "--sectors", "0x10000:4096:" + std::to_string(size / 4096 + 2),
+                   path("program.bin")});
     if (maker.ends() != 0) {
         throw std::runtime_error("no update file: " + maker.output());
     }
