@@ -1,0 +1,346 @@
+#include "can/network/bus.h"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "can/network/bus_message.h"
+#include "can/network/ecu/ecu_message.h"
+#include "can/network/ecu/test_kit.h"
+#include "can/network/node/manager.h"
+#include "can/network/tractor_ecu_message.h"
+#include "config/primary.h"
+#include "framework/thread/signal.h"
+
+namespace qv::can_bus::bus {
+namespace {
+
+using test::claim_text;
+using test::hex;
+using test::Texts;
+
+constexpr name::Name own_name = 0xA000810012E00007;
+constexpr name::Name node_name = 0xC000820012E00007;
+constexpr name::Name tractor_name = 0xA000860000000001; ///< industry group 2, function 134, instance 0
+
+class Bus_test : public test::Frame_test {
+protected:
+    void SetUp() override { create_bus(); }
+    void create_bus()
+    {
+        bus_ = Bus::create(properties_, signal_, [](Bus& bus) {
+            return std::make_shared<test::Frame_entry>(bus.dispatcher_id(), bus.nodes(), [&bus](name::Name name) {
+                auto node = bus.create_node(name);
+                node->manager()->address_known();
+                return node;
+            });
+        });
+        ASSERT_TRUE(bus_);
+        bus_dispatcher_ = bus_->dispatcher();
+        watch_frames();
+    }
+    void TearDown() override
+    {
+        ears_.clear();
+        bus_dispatcher_.reset();
+        bus_.reset();
+    }
+    void drain() override
+    {
+        if (!bus_) {
+            return;
+        }
+        Network_test::drain();
+        for (const auto& ecu : bus_->ecus()) {
+            ecu->dispatcher()->process_queue();
+            Network_test::drain();
+        }
+    }
+    void post(std::unique_ptr<comm::message::Message> message)
+    {
+        bus_dispatcher_->post(std::move(message));
+        drain();
+    }
+    std::shared_ptr<ecu::ECU> create_ecu(name::Name name, const std::string& model_name)
+    {
+        ecu::properties::Properties properties;
+        properties.model_name = model_name;
+        std::shared_ptr<ecu::ECU> created;
+        const auto ear = listen(bus_dispatcher_, {message::ECU_create_response::id}, [&](auto& message) {
+            const auto& response = dynamic_cast<message::ECU_create_response&>(message);
+            EXPECT_EQ(response.name, name);
+            EXPECT_EQ(response.properties.model_name, model_name);
+            created = response.ecu;
+        });
+        post(std::make_unique<message::ECU_create>(name, properties));
+        ear->unsubscribe();
+        return created;
+    }
+    void hold(const std::shared_ptr<ecu::ECU>& ecu, std::uint32_t address)
+    {
+        ecu->dispatcher()->post(std::make_unique<ecu::message::address::Start_claim>(address));
+        drain();
+        for (const std::uint32_t tick : {1U, 270U, 270U}) {
+            pass(tick);
+        }
+        ASSERT_TRUE(ecu->is_claimed());
+        sent();
+    }
+
+    properties::Properties properties_;
+    std::shared_ptr<thread::signal::Signal> signal_ = thread::signal::Signal::create();
+    std::unique_ptr<Bus> bus_;
+};
+
+TEST_F(Bus_test, asks_each_new_node_who_it_is_and_keeps_the_answers)
+{
+    std::vector<node::Identification> reports;
+    listen(bus_dispatcher_, {node::message::Diagnostic_information::id}, [&](auto& message) {
+        const auto& report = dynamic_cast<node::message::Diagnostic_information&>(message);
+        if (report.name == node_name) {
+            reports.push_back(report.identification);
+        }
+    });
+    const auto own = create_ecu(own_name, "own");
+    receive(claim_text(0x80, node_name));
+    pass(10000);
+    EXPECT_EQ(sent(), Texts{}); // there is an ECU, without an address
+    hold(own, 249);             // its own node is asked as well, off the wire
+    pass(499);
+    EXPECT_EQ(sent(), Texts{});
+    pass(1);
+    EXPECT_EQ(sent(), Texts{"18EA80F9 EB FE 00"});
+    pass(500);
+    receive("18FEEB80 41 2A 42 2A 43 2A 44 2A");
+    EXPECT_EQ(sent(), Texts{"18EA80F9 C5 FD 00"});
+    pass(500);
+    receive("18FC8D80 63 2A 62 2A 6D 2A"); // before it was asked
+    EXPECT_EQ(sent(), Texts{"18EA80F9 8D FC 00"});
+    pass(500);
+    EXPECT_EQ(sent(), Texts{"18EA80F9 DA FE 00"});
+    receive("1CECFF80 20 0A 00 02 FF DA FE 00"); // BAM: 10 bytes in 2 packets
+    receive("1CEBFF80 01 02 56 31 2A 56 32 23");
+    receive("1CEBFF80 02 58 59 2A FF FF FF FF");
+    EXPECT_TRUE(reports.empty());
+    pass(500);
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0],
+              (node::Identification{"A", "B", "D", "C", "", "", "", "", "", "", "b", "c", "m", "V1; V2, XY"}));
+    EXPECT_EQ(sent(), Texts{});
+}
+
+TEST_F(Bus_test, takes_identification_only_from_whoever_holds_the_address)
+{
+    receive("18FEDA80 01 31 2A");
+    receive(claim_text(0x80, node_name));
+    receive("18FEDA80 01 32 2A");
+    receive(claim_text(0x80, tractor_name));
+    receive("18FEDA80 01 33 2A");
+    const auto text = [&](name::Name name) {
+        return bus_->nodes().find_by_name(name)->manager()->identification(node::Field::software_identification);
+    };
+    EXPECT_EQ(text(node_name), "2");
+    EXPECT_EQ(text(tractor_name), "3");
+}
+
+TEST_F(Bus_test, creates_and_deletes_ecus_and_keeps_their_order)
+{
+    const auto names = [this] {
+        std::vector<name::Name> list;
+        for (const auto& ecu : bus_->ecus()) {
+            list.push_back(ecu->name());
+        }
+        return list;
+    };
+    EXPECT_FALSE(bus_->first_ecu());
+    EXPECT_TRUE(create_ecu(1, "a"));
+    std::weak_ptr<ecu::ECU> second = create_ecu(2, "b");
+    EXPECT_TRUE(create_ecu(3, "c"));
+    EXPECT_FALSE(create_ecu(4, "b")); // its dispatchers would have the names of the second one's
+    EXPECT_FALSE(create_ecu(4, "CAN bus"));
+    EXPECT_EQ(names(), (std::vector<name::Name>{1, 2, 3}));
+
+    std::vector<bool> found;
+    listen(bus_dispatcher_, {message::ECU_delete_response::id}, [&](auto& message) {
+        const auto& response = dynamic_cast<message::ECU_delete_response&>(message);
+        found.push_back(response.ecu != nullptr);
+        EXPECT_TRUE(!response.ecu || (response.name == 2 && response.ecu->name() == 2));
+    });
+    // what still waits in its queue, and in that of the bus, must not keep it
+    second.lock()->report<ecu::message::address::Claimed>();
+    bus_dispatcher_->post(std::make_unique<message::ECU_delete>(2));
+    post(std::make_unique<message::ECU_delete>(2));
+    EXPECT_EQ(found, (std::vector<bool>{true, false}));
+    EXPECT_EQ(names(), (std::vector<name::Name>{1, 3}));
+    EXPECT_TRUE(second.expired());
+    EXPECT_TRUE(create_ecu(4, "b"));
+}
+
+TEST_F(Bus_test, wakes_its_thread_for_a_message_to_any_of_its_dispatchers)
+{
+    const auto ecu = create_ecu(own_name, "own");
+    for (const char* name : {"CAN bus", "CAN bus PDU", "CAN bus request", "own"}) {
+        EXPECT_EQ(comm::find_dispatcher_by_name(name)->signal(), signal_) << name;
+    }
+}
+
+TEST_F(Bus_test, passes_requests_on_by_the_requested_group)
+{
+    std::vector<std::uint32_t> askers;
+    listen(comm::find_dispatcher(bus_->request_dispatcher_id()), {0xFEDA},
+           [&](auto& message) { askers.push_back(dynamic_cast<pdu::PDU&>(message).source_address); });
+    receive("18EA3380 DA FE 00");
+    EXPECT_EQ(askers, std::vector<std::uint32_t>{0x80});
+}
+
+TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switch)
+{
+    using namespace tractor_ecu::message;
+    Texts told;
+    const auto add = [&](const char* what, std::initializer_list<std::uint32_t> values) {
+        told.emplace_back(what);
+        for (const std::uint32_t value : values) {
+            told.back() += " " + std::to_string(value);
+        }
+    };
+    listen(bus_dispatcher_,
+           {speed_distance::Ground_0::id, speed_distance::Wheel_0::id, Key_switch_state_changed::id},
+           [&](auto& message) {
+               if (const auto* ground = dynamic_cast<speed_distance::Ground_0*>(&message)) {
+                   const auto& v = ground->values;
+                   add("ground", {v.speed, v.distance, v.direction});
+               } else if (const auto* wheel = dynamic_cast<speed_distance::Wheel_0*>(&message)) {
+                   const auto& v = wheel->values;
+                   add("wheel", {v.speed, v.distance, v.direction, v.key_switch, v.start_stop,
+                                 v.operator_direction_reversed, v.maximum_time_of_tractor_power});
+               } else {
+                   add("key", {dynamic_cast<Key_switch_state_changed&>(message).state});
+               }
+           });
+    const auto expect = [&](const std::string& frame, const Texts& expected) {
+        receive(frame);
+        EXPECT_EQ(told, expected) << frame;
+        told.clear();
+    };
+    receive(claim_text(0xF0, tractor_name));
+    receive(claim_text(0xF1, tractor_name | name::compose({.function_instance = 1})));
+    receive(claim_text(0xF2, tractor_name | name::compose({.device_class = 1})));
+    receive(claim_text(0xF3, tractor_name | name::compose({.function = 1})));
+    receive(claim_text(0xF4, tractor_name | name::compose({.industry_group = 1})));
+
+    expect("0CFE49F0 34 12 78 56 34 12 FF FD", {"ground 4660 305419896 1"});
+    expect("0CFE48F0 34 12 78 56 34 12 0A B5", {"wheel 4660 305419896 1 1 3 2 10"}); // 1 is the first state
+    expect("0CFE48F0 00 00 00 00 00 00 00 02", {"wheel 0 0 2 0 0 0 0", "key 0"});
+    expect("0CFE48F0 00 00 00 00 00 00 00 02", {"wheel 0 0 2 0 0 0 0"});
+    expect("0CFE48F0 00 00 00 00 00 00 00", {});
+    expect("0CFE49F0 00 00 00 00 00 00 00", {});
+    expect("0CFE49F0", {});
+    for (const char* other : {"F1", "F2", "F3", "F4", "F5"}) {
+        expect(std::string("0CFE49") + other + " 34 12 78 56 34 12 FF FD", {});
+        expect(std::string("0CFE48") + other + " 34 12 78 56 34 12 0A B5", {});
+    }
+}
+
+class Log_sink final : public log::Sink {
+public:
+    Log_sink() { log::set_sink(this); }
+    ~Log_sink() override { log::set_sink(nullptr); }
+    bool accepts(log::Level) const override { return true; }
+    void write(log::Level level, log::Client client, std::string_view text) override
+    {
+        lines.push_back(std::to_string(level) + " " + std::to_string(client) + " " + std::string(text));
+    }
+    log::Client register_client(std::string_view name) override
+    {
+        names.emplace_back(name);
+        return 7;
+    }
+    Texts lines, names;
+};
+
+TEST_F(Bus_test, shows_pdus_in_the_log_and_on_the_standard_output_when_asked_to)
+{
+    Log_sink sink;
+    const auto output = [this] {
+        testing::internal::CaptureStdout();
+        receive("18EA2380 41 00");
+        return testing::internal::GetCapturedStdout();
+    };
+    EXPECT_EQ(output(), "");
+    EXPECT_EQ(sink.lines, Texts{});
+
+    TearDown();
+    properties_.pdu_log_enabled = properties_.pdu_trace = true;
+    properties_.title = "second";
+    create_bus();
+    EXPECT_THAT(output(), testing::MatchesRegex("pdu  [ 0-9]{8,10}  0ea00  80->23  2 41 00  A\\.\n"));
+    EXPECT_EQ(sink.lines, Texts{"5 7 0ea00  80->23  2 41 00  A.  "});
+    EXPECT_EQ(sink.names, Texts{"second"});
+}
+
+TEST_F(Bus_test, is_not_made_without_its_names_or_its_frame_entry_and_leaves_nothing_behind)
+{
+    const auto create = [this](const Bus::Frame_entry_factory& factory) {
+        return Bus::create(properties_, signal_, factory);
+    };
+    EXPECT_FALSE(create(nullptr)); // the first one has the names
+    TearDown();
+    EXPECT_FALSE(create([](Bus&) { return nullptr; }));
+    for (const char* name : {"CAN bus", "CAN bus PDU", "CAN bus request"}) {
+        const auto blocker = comm::create_dispatcher(name, false);
+        ASSERT_TRUE(blocker) << name;
+        EXPECT_FALSE(create(nullptr)) << name;
+        comm::remove_dispatcher(blocker);
+    }
+    EXPECT_TRUE(create(nullptr));
+}
+
+TEST_F(Bus_test, leaves_ecus_and_nodes_that_others_still_hold_behind_in_silence)
+{
+    const auto ecu = create_ecu(own_name, "own");
+    receive(claim_text(0x80, node_name));
+    const auto node = bus_->nodes().find_by_name(node_name);
+    hold(ecu, 249);
+    bus_dispatcher_->post(std::make_unique<message::ECU_delete_response>(own_name, ecu));
+    TearDown();
+    EXPECT_FALSE(ecu->is_claimed());
+    ecu->transmit(node, 6, 0xEF00, hex("01").bytes(), true);
+    pass(600); // the sequence of the node's requests, and the ECU's timers
+    EXPECT_EQ(ecu.use_count(), 1);
+    EXPECT_FALSE(comm::find_dispatcher_by_name("own"));
+}
+
+TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
+{
+    const auto path = std::filesystem::temp_directory_path() / ("bus_" + std::to_string(::getpid()) + ".xml");
+    EXPECT_EQ(properties::read().title, "CAN bus"); // no configuration
+    ASSERT_TRUE(config::create_primary(path.string()));
+    auto& configuration = *config::primary_configuration();
+    config::Object* const bus = configuration.find_object("can_bus", true);
+    configuration.set_boolean(configuration.find_object("pdu", true, bus), "trace", true);
+    configuration.set_decimal(configuration.find_object("address_claim/requester", true, bus), "time_threshold",
+                              5);
+    configuration.set_text(bus, "title", "");
+
+    const properties::Properties read = properties::read();
+    EXPECT_TRUE(read.pdu_trace);
+    EXPECT_FALSE(read.pdu_log_enabled);
+    EXPECT_EQ(read.time_threshold, 5U);
+    EXPECT_EQ(read.request_count_maximum, 3U);
+    EXPECT_EQ(read.title, "");
+    const auto decimal = [&](const char* node, const char* key) {
+        return configuration.get_decimal(configuration.find_object(node, false, bus), key, 0, false);
+    };
+    EXPECT_EQ(decimal("node", "timeout"), 3600000U);
+    EXPECT_EQ(decimal("address_claim/requester", "request_count_maximum"), 3U);
+    EXPECT_TRUE(configuration.get_boolean(configuration.find_object("node/detail_manager", false, bus), "enable",
+                                          false, false));
+    config::destroy_primary();
+    for (const char* suffix : {"", ".backup", ".temp"}) {
+        std::filesystem::remove(path.string() + suffix);
+    }
+}
+
+} // namespace
+} // namespace qv::can_bus::bus
