@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <sstream>
+#include <utility>
 
 namespace bench::simulated {
 namespace {
@@ -15,12 +15,19 @@ using namespace std::chrono_literals;
 /// An ECU at address 0x80 and a tool at 0xF0; frames are text: the identifier and the data bytes.
 class Ecu_test : public testing::Test, public Ecu::Outside {
 protected:
-    void run(const Ecu::Settings& settings = {})
+    /// Runs an ECU of these options that has its address already.
+    void run(const std::vector<const char*>& words = {})
     {
-        ecu_.emplace(*this, settings);
-        ecu_->start(now_);
+        start(words);
         pass(250ms);
         said_.clear();
+    }
+    void start(const std::vector<const char*>& words)
+    {
+        Options options;
+        ASSERT_EQ(parse_options(words, options), "");
+        ecu_.emplace(*this, options.ecu);
+        ecu_->start(now_);
     }
     void hear(const std::string& text)
     {
@@ -39,30 +46,25 @@ protected:
             ecu_->on_time(now_);
         }
     }
-    /// The oldest frame that was not looked at yet; empty when there is none.
-    std::string said()
+    void expect(const std::vector<std::string>& frames, const std::string& why)
     {
-        said_.emplace_back(); // stands for nothing more
-        const std::string text = said_.front();
-        said_.pop_front();
-        std::erase(said_, "");
-        return text;
+        EXPECT_EQ(std::exchange(said_, {}), frames) << why;
+    }
+    /// Is silent until `time` has passed, and says this then.
+    void says_after(Time time, const std::string& text)
+    {
+        pass(time - 1ms);
+        expect({}, "before " + text);
+        pass(1ms);
+        expect({text}, "late");
     }
     /// Hears `request` and says `answers`, no less and no more.
     void exchange(const std::string& request, const std::vector<std::string>& answers)
     {
         hear(request);
-        EXPECT_EQ(std::vector<std::string>(said_.begin(), said_.end()), answers) << request;
-        said_.clear();
+        expect(answers, request);
     }
-    void enter_and_erase()
-    {
-        hear("18D980F0 01 0D 00 09 00 00 00 00");
-        hear("18D980F0 00 19 00 00 00 00 00 00");
-        hear("18D980F0 01 01 00 10 00 00 00 00");
-        hear("18D980F0 00 19 00 00 00 00 00 00");
-        said_.clear();
-    }
+    void close() { exchange("18D980F0 00 19 00 00 00 00 00 00", {}); }
 
     void send(const Record& record) override
     {
@@ -80,7 +82,7 @@ protected:
     }
 
     Time now_{0};
-    std::deque<std::string> said_;
+    std::vector<std::string> said_;
     std::vector<std::uint8_t> saved_;
     std::optional<Ecu> ecu_;
 };
@@ -93,65 +95,47 @@ const std::string busy = "18D8F080 00 13 FF FF FF FF FF FF";
 TEST_F(Ecu_test, contends_for_its_address_by_name)
 {
     struct Case {
-        std::uint64_t name;
+        const char* name;
         std::string rival, answer;
     };
     // The bytes of a NAME go low first; the lower NAME wins.
     const Case cases[] = {
-        {0xA0088400FFE00002, "18EEFF80 01 00 E0 FF 00 84 08 A1", "18EEFF80 02 00 E0 FF 00 84 08 A0"},
-        {0xA0088400FFE00002, "18EEFF80 01 00 E0 FF 00 84 08 A0", "18EEFF81 02 00 E0 FF 00 84 08 A0"}, // moves
-        {0x20088400FFE00002, "18EEFF80 01 00 E0 FF 00 84 08 20", "18EEFFFE 02 00 E0 FF 00 84 08 20"}, // can't
+        {"--name=A0088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 A1", "18EEFF80 02 00 E0 FF 00 84 08 A0"},
+        {"--name=A0088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 A0",
+         "18EEFF81 02 00 E0 FF 00 84 08 A0"}, // moves
+        {"--name=20088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 20",
+         "18EEFFFE 02 00 E0 FF 00 84 08 20"}, // can't
     };
     for (const Case& each : cases) {
-        Ecu::Settings settings;
-        settings.name = each.name;
-        run(settings);
+        run({each.name});
         hear(each.rival);
         pass(154ms); // the longest delay of "cannot claim"
-        EXPECT_EQ(said(), each.answer);
-        EXPECT_EQ(said(), "");
+        expect({each.answer}, each.rival);
     }
 }
 
 TEST_F(Ecu_test, answers_nothing_but_its_claim_before_250_ms)
 {
-    ecu_.emplace(*this, Ecu::Settings{});
-    ecu_->start(now_);
-    EXPECT_EQ(said(), "18EEFF80 01 00 E0 FF 00 84 08 A0");
+    start({});
+    expect({"18EEFF80 01 00 E0 FF 00 84 08 A0"}, "start");
     exchange("18EA80F0 00 EE 00", {"18EEFF80 01 00 E0 FF 00 84 08 A0"});
     exchange("18EA80F0 8D FC 00", {});
-    pass(249ms);
-    EXPECT_EQ(said(), "");
-    pass(1ms);
-    EXPECT_EQ(said(), "1CECF080 10 18 00 04 FF 8D FC 00"); // "PN-1000*Bench*Simulated*", 24 bytes
+    says_after(250ms, "1CECF080 10 18 00 04 FF 8D FC 00"); // "PN-1000*Bench*Simulated*", 24 bytes
 }
 
 TEST_F(Ecu_test, sends_a_long_answer_as_the_receiver_asks_for_it)
 {
-    Ecu::Settings settings;
-    settings.identification = {.part_number = "A",
-                               .serial_number = "B",
-                               .location = "C",
-                               .type = "D",
-                               .manufacturer = "E",
-                               .hardware_version = ""};
-    run(settings);
+    run({"--part-number=A", "--serial=B", "--location=C", "--type=D", "--manufacturer=E"});
     exchange("18EA80F0 C5 FD 00", {"1CECF080 10 0A 00 02 FF C5 FD 00"});
     exchange("1CEC80F0 11 00 01 FF FF C5 FD 00", {}); // hold
     pass(1049ms);
     exchange("1CEC80F0 11 05 02 FF FF C5 FD 00", {"1CEBF080 02 2A 45 2A FF FF FF FF"});
     exchange("1CEC80F0 11 01 01 FF FF C5 FD 00", {"1CEBF080 01 41 2A 42 2A 43 2A 44"});
     exchange("1CEC80F0 13 0A 00 02 FF C5 FD 00", {});
-    pass(1251ms);
-    EXPECT_EQ(said(), "");
 
     exchange("18EAFFF0 C5 FD 00", {"1CECFF80 20 0A 00 02 FF C5 FD 00"}); // asked globally: BAM, 50 ms apart
-    pass(49ms);
-    EXPECT_EQ(said(), "");
-    pass(1ms);
-    EXPECT_EQ(said(), "1CEBFF80 01 41 2A 42 2A 43 2A 44");
-    pass(50ms);
-    EXPECT_EQ(said(), "1CEBFF80 02 2A 45 2A FF FF FF FF");
+    says_after(50ms, "1CEBFF80 01 41 2A 42 2A 43 2A 44");
+    says_after(50ms, "1CEBFF80 02 2A 45 2A FF FF FF FF");
 
     exchange("18EA80F0 EB FE 00", {"18FEEB80 45 2A 44 2A 42 2A 43 2A"}); // 8 bytes fit one frame
     exchange("18EA80F0 00 FF 00", {"18E8FF80 01 FF FF FF F0 00 FF 00"}); // not known: refused to the one
@@ -160,76 +144,57 @@ TEST_F(Ecu_test, sends_a_long_answer_as_the_receiver_asks_for_it)
 
 TEST_F(Ecu_test, asks_again_for_lost_packets_and_gives_up_after_two_times)
 {
-    Ecu::Settings settings;
-    settings.cts_window = 2;
-    run(settings);
+    run({"--cts-window=2"});
     exchange("1CEC80F0 10 14 00 02 FF 00 D7 00", {"1CECF080 FF FA FF FF FF 00 D7 00"}); // 20 bytes are 3 packets
     exchange("1CEC80F0 10 14 00 03 FF 00 D7 00", {"1CECF080 11 02 01 FF FF 00 D7 00"});
     exchange("1CEB80F0 02 00 00 00 00 00 00 00", {"1CECF080 11 02 01 FF FF 00 D7 00"});
     exchange("1CEB80F0 01 00 00 00 00 00 00 00", {});
     exchange("1CEB80F0 02 00 00 00 00 00 00 00", {"1CECF080 11 01 03 FF FF 00 D7 00"});
-    for (int time = 1; time <= 2; ++time) { // T2
-        pass(1249ms);
-        EXPECT_EQ(said(), "");
-        pass(1ms);
-        EXPECT_EQ(said(), "1CECF080 11 01 03 FF FF 00 D7 00");
-    }
-    pass(1250ms);
-    EXPECT_EQ(said(), "1CECF080 FF 03 FF FF FF 00 D7 00");
+    says_after(1250ms, "1CECF080 11 01 03 FF FF 00 D7 00"); // T2
+    says_after(1250ms, "1CECF080 11 01 03 FF FF 00 D7 00");
+    says_after(1250ms, "1CECF080 FF 03 FF FF FF 00 D7 00");
 }
 
 TEST_F(Ecu_test, takes_an_update_and_restarts_with_the_new_version)
 {
-    Ecu::Settings settings;
-    settings.bootloader.heartbeat_gap = 10s;
-    run(settings);
-    const std::string close = "18D980F0 00 19 00 00 00 00 00 00";
+    run({"--heartbeat-ms=10000"});
     exchange("18D980F0 01 01 00 10 00 00 00 00", {failed}); // the application erases nothing
     exchange("18D980F0 01 0D 00 09 00 00 00 00", {proceed, completed, "18EFF080 20 00 FF FF FF FF FF FF"});
     exchange("18D980F1 01 0D 00 09 00 00 00 00", {"18D8F180 00 13 FF FF FF FF FF FF"}); // another tool: busy
-    exchange(close, {});
+    close();
     exchange("18D980F0 03 05 00 10 00 00 00 00", {"18D8F080 03 11 FF FF FF FF FF FF"}); // write, 3 bytes
     exchange("18D780F0 03 AA BB CC 00 00 00 00", {failed});                             // not erased
     exchange("18D980F0 01 01 04 10 00 00 00 00", {proceed, failed});                    // no sector starts here
     exchange("18D980F0 01 01 00 10 00 00 00 00", {proceed, completed});
-    exchange(close, {});
+    close();
     exchange("18D980F0 03 05 00 10 00 00 00 00", {"18D8F080 03 11 FF FF FF FF FF FF"});
     exchange("18D780F0 03 AA BB CC 00 00 00 00", {completed});
-    exchange(close, {});
+    close();
     exchange("18D980F0 08 05 06 10 00 00 00 00", {"18D8F080 08 11 FF FF FF FF FF FF"}); // 8 bytes, behind a gap
     exchange("1CEC80F0 10 09 00 02 FF 00 D7 00", {"1CECF080 11 02 01 FF FF 00 D7 00"});
     exchange("1CEB80F0 01 FF 01 02 03 04 05 06", {});
     exchange("1CEB80F0 02 07 08 00 00 00 00 00", {"1CECF080 13 09 00 02 FF 00 D7 00", completed});
-    exchange(close, {});
+    close();
     // FFCCBBAA + 0201FFFF + 06050403 + FFFF0807, modulo 2^32
     const std::string sum = " 04 B3 C7 D2 07 FF FF FF";
     exchange("18D980F0 04 13 01 00 00 C0 00 00",
              {"18D8F080 04 11 FF FF FF FF FF FF", "18D7F080" + sum, completed});
-    exchange(close, {});
+    close();
     exchange("18D980F0 04 15 01 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF"});
     exchange("18D780F0 04 B4 C7 D2 07 FF FF FF", {failed});
     exchange("18D980F0 04 15 01 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF"});
     exchange("18D780F0" + sum, {completed});
-    exchange(close, {});
+    close();
     EXPECT_EQ(saved_, (std::vector<std::uint8_t>{0xAA, 0xBB, 0xCC, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4, 5, 6, 7, 8}));
-    pass(299ms);
-    EXPECT_EQ(said(), "");
-    pass(1ms);
-    EXPECT_EQ(said(), "18EEFF80 01 00 E0 FF 00 84 08 A0");
+    says_after(300ms, "18EEFF80 01 00 E0 FF 00 84 08 A0");
     pass(250ms);
     exchange("18EA80F0 DA FE 00", {"1CECF080 10 23 00 05 FF DA FE 00"}); // 2BLD,PN-1000,1.0*APP,PN-1000,2.0.0*
-    hear("1CEC80F0 11 01 05 FF FF DA FE 00");
-    EXPECT_EQ(said(), "1CEBF080 05 2C 32 2E 30 2E 30 2A"); // ,2.0.0*
+    exchange("1CEC80F0 11 01 05 FF FF DA FE 00", {"1CEBF080 05 2C 32 2E 30 2E 30 2A"}); // ,2.0.0*
 }
 
 TEST_F(Ecu_test, wants_its_seed_back_as_the_key)
 {
-    Ecu::Settings settings;
-    settings.bootloader.seed = 0xFF00;
-    settings.bootloader.heartbeat = false;
-    settings.faults.busy = 1;
-    settings.faults.busy_step = Step::enter;
-    run(settings);
+    run({"--seed=FF00", "--heartbeat=off", "--busy=1", "--busy-step=enter"});
     exchange("18D980F0 01 0D 00 09 00 00 00 00", {"18D8F080 01 11 FF FF FF FF 00 FF"});
     exchange("18D980F0 01 0D 00 09 00 00 FF 00", {failed});
     exchange("18D980F0 01 0D 00 09 00 00 00 FF", {"18D8F080 01 11 FF FF FF FF 00 FF"}); // the seed comes first
@@ -239,28 +204,18 @@ TEST_F(Ecu_test, wants_its_seed_back_as_the_key)
 
 TEST_F(Ecu_test, goes_wrong_as_ordered)
 {
-    const std::vector<const char*> words{"--silent=write:2", "--abort-transport=1", "--refuse", "checksum"};
-    Options options;
-    ASSERT_EQ(parse_options(words, options), "");
-    run(options.ecu);
-    enter_and_erase();
+    run({"--silent=write:2", "--abort-transport=1", "--refuse", "checksum", "--heartbeat=off"});
+    exchange("18D980F0 01 0D 00 09 00 00 00 00", {proceed, completed});
+    close();
+    exchange("18D980F0 01 01 00 10 00 00 00 00", {proceed, completed});
+    close();
     exchange("18D980F0 08 05 00 10 00 00 00 00", {"18D8F080 08 11 FF FF FF FF FF FF"});
-    hear("1CEC80F0 10 09 00 02 FF 00 D7 00");
-    said_.clear();
+    exchange("1CEC80F0 10 09 00 02 FF 00 D7 00", {"1CECF080 11 02 01 FF FF 00 D7 00"});
     exchange("1CEB80F0 01 FF 01 02 03 04 05 06", {"1CECF080 FF 02 FF FF FF 00 D7 00"}); // half of it
-    hear("18D980F0 00 19 00 00 00 00 00 00");
+    close();
     exchange("18D980F0 04 13 01 00 00 C0 00 00", {failed});
     exchange("18D980F0 08 05 00 10 00 00 00 00", {});
     exchange("18EAFFF0 00 EE 00", {});
-}
-
-TEST(Options_test, refuses_what_it_does_not_understand)
-{
-    Options options;
-    for (const char* word : {"--cts-window=256", "--seed=FFFF", "--silent=soup", "--silent=write:0", "--name",
-                             "--no-return=1", "--sector-size=1M1", "--refuse=data", "--type=a*b", "help"}) {
-        EXPECT_NE(parse_options(std::span(&word, 1), options), "") << word;
-    }
 }
 
 } // namespace

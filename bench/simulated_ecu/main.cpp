@@ -92,6 +92,9 @@ void Process::on_change(Client::Change change)
 /// Until one of the signals is there.
 int Process::run(int signals)
 {
+    char name[17];
+    std::snprintf(name, sizeof name, "%016llX", static_cast<unsigned long long>(options_.ecu.name));
+    report(std::string("NAME ") + name + ", version " + options_.ecu.identification.version);
     for (;;) {
         pollfd polled[] = {{client_.descriptor(), client_.events(), 0}, {signals, POLLIN, 0}};
         if (poll(polled, 2, wait_time()) < 0 && errno != EINTR) {
