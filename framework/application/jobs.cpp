@@ -1,0 +1,61 @@
+#include "framework/application/jobs.h"
+
+#include "comm/master.h"
+#include "config/primary.h"
+#include "framework/application/shutdown_signal_handler.h"
+
+namespace qv::application::initializer::job {
+
+Config::Config(const Initializer& initializer, const std::string& file_path)
+{
+    if (initializer.has(flag::config)) {
+        static_cast<void>(config::create_primary(file_path)); // without one, all settings have their defaults
+    }
+}
+
+Config::~Config() { config::destroy_primary(); }
+
+namespace comm {
+
+namespace {
+
+namespace core_flag = qv::comm::flag;
+
+constexpr std::uint32_t core_flags = core_flag::config_writer;
+constexpr std::uint32_t handler_flags =
+    core_flag::atom | core_flag::shutdown | core_flag::thread_handle | core_flag::time_tick;
+/// Selects nothing in this version of the core.
+constexpr std::uint32_t reserved_handler_flag = 0x02;
+
+} // namespace
+
+Core::Core(const Initializer& initializer)
+{
+    if (initializer.has(flag::comm)) {
+        static_cast<void>(qv::comm::core_start(core_flags)); // without a core the inner layers do not come up
+    }
+}
+
+Core::~Core() { qv::comm::master_stop(); }
+
+Handlers::Handlers(const Initializer& initializer)
+{
+    if (initializer.has(flag::comm)) {
+        const bool all = initializer.has(flag::comm_handlers_all);
+        static_cast<void>(qv::comm::handlers_start(initializer.title(),
+                                                   all ? handler_flags | reserved_handler_flag : handler_flags));
+    }
+}
+
+} // namespace comm
+
+Posix_signal_handler::Posix_signal_handler(const Initializer& initializer)
+{
+    if (initializer.has(flag::posix_signal_shutdown)) {
+        handler_ = std::make_unique<posix_signal::handler::shutdown::Shutdown>(posix_signal::type::all);
+    } else if (initializer.has(flag::posix_signal_handler)) {
+        handler_ = std::make_unique<posix_signal::Handler>(posix_signal::type::all);
+    }
+}
+
+} // namespace qv::application::initializer::job
