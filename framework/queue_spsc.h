@@ -91,7 +91,7 @@ private:
     enum class State : std::uint16_t { vacant, full };
 
     /// Fits one machine word, without padding, as it is compared as a whole.
-    struct Slot {
+    struct alignas(8) Slot {
         std::uint32_t position; ///< of the element in the stream of all elements
         std::uint16_t cell;     ///< index of the cell that the slot owns
         State state;
