@@ -185,15 +185,6 @@ TEST_F(Bus_test, wakes_its_thread_for_a_message_to_any_of_its_dispatchers)
     }
 }
 
-TEST_F(Bus_test, passes_requests_on_by_the_requested_group)
-{
-    std::vector<std::uint32_t> askers;
-    listen(comm::find_dispatcher(bus_->request_dispatcher_id()), {0xFEDA},
-           [&](auto& message) { askers.push_back(dynamic_cast<pdu::PDU&>(message).source_address); });
-    receive("18EA3380 DA FE 00");
-    EXPECT_EQ(askers, std::vector<std::uint32_t>{0x80});
-}
-
 TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switch)
 {
     using namespace tractor_ecu::message;
@@ -321,21 +312,12 @@ TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
     configuration.set_boolean(configuration.find_object("pdu", true, bus), "trace", true);
     configuration.set_decimal(configuration.find_object("address_claim/requester", true, bus), "time_threshold",
                               5);
-    configuration.set_text(bus, "title", "");
-
     const properties::Properties read = properties::read();
     EXPECT_TRUE(read.pdu_trace);
     EXPECT_FALSE(read.pdu_log_enabled);
     EXPECT_EQ(read.time_threshold, 5U);
-    EXPECT_EQ(read.request_count_maximum, 3U);
-    EXPECT_EQ(read.title, "");
-    const auto decimal = [&](const char* node, const char* key) {
-        return configuration.get_decimal(configuration.find_object(node, false, bus), key, 0, false);
-    };
-    EXPECT_EQ(decimal("node", "timeout"), 3600000U);
-    EXPECT_EQ(decimal("address_claim/requester", "request_count_maximum"), 3U);
-    EXPECT_TRUE(configuration.get_boolean(configuration.find_object("node/detail_manager", false, bus), "enable",
-                                          false, false));
+    EXPECT_EQ(configuration.get_decimal(configuration.find_object("node", false, bus), "timeout", 0, false),
+              3600000U);
     config::destroy_primary();
     for (const char* suffix : {"", ".backup", ".temp"}) {
         std::filesystem::remove(path.string() + suffix);
