@@ -5,6 +5,7 @@
 #include <mutex>
 #include <new>
 
+#include "comm/handler/atom.h"
 #include "comm/handler/shutdown.h"
 #include "comm/handler/thread_handle.h"
 #include "comm/handler/time_tick.h"
@@ -156,9 +157,12 @@ void post_thread_handle(const std::shared_ptr<thread::Handle>& handle, bool fini
     post_to(primary_dispatcher_id(), std::make_unique<message::thread_handle::Thread_handle>(handle, finished));
 }
 
-void create_handlers(Master& master, std::string_view /*name*/, std::uint32_t flags)
+void create_handlers(Master& master, std::string_view name, std::uint32_t flags)
 {
     const auto primary = master.primary()->id();
+    if ((flags & flag::atom) != 0) {
+        master.handlers.add(std::make_shared<handler::Atom>(primary, name));
+    }
     if ((flags & flag::shutdown) != 0) {
         master.handlers.add(std::make_shared<handler::Shutdown>(primary));
     }
