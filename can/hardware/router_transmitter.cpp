@@ -79,10 +79,12 @@ void Transmitter::run()
 
 /// A record that fails behind others may have gone out in part, as the router reads too slowly. The stream would
 /// be out of step for good, so the connection is given up; the receiver makes the next one. One that fails before
-/// any other went out finds the connection still being made, and nothing of it has left.
+/// any other went out finds the connection still being made, and nothing of it has left. (The request that comes
+/// with the end of a connection finds it closed, and so no record counts for the next one.)
 void Transmitter::on_transmit_message(comm::message::Message& message)
 {
     if (!arguments_.socket->is_open()) {
+        has_sent_ = false;
         return;
     }
     const auto record = to_frame(dynamic_cast<frame::message::Transmitted&>(message)).encode();
