@@ -6,12 +6,8 @@ namespace qv::can_bus::pdu {
 namespace {
 
 struct Mapping {
-    std::uint32_t identifier;
-    std::uint32_t pgn;
-    std::uint32_t source;
-    std::uint32_t destination;
-    bool pdu1;
-    bool global;
+    std::uint32_t identifier, pgn, source, destination;
+    bool pdu1, global;
 };
 
 class Identifier_test : public testing::TestWithParam<Mapping> {};

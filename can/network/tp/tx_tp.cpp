@@ -12,8 +12,8 @@ constexpr std::uint32_t broadcast_burst = 1;
 } // namespace
 
 TP::TP(Ecu_port& ecu, std::shared_ptr<data_supplier::Data_supplier> supplier, std::uint32_t pgn,
-       std::unique_ptr<Byte_array> payload, std::uint32_t size, std::shared_ptr<node::Node> peer)
-    : tp::TP(peer, pgn, size, peer == nullptr, packets_per_cts)
+       std::unique_ptr<Byte_array> payload, std::uint32_t size, const std::shared_ptr<node::Node>& peer)
+    : tp::TP(peer, pgn, size, !peer, packets_per_cts)
     , payload_(std::move(payload))
     , supplier_(std::move(supplier))
     , ecu_(ecu)

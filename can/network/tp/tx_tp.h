@@ -22,7 +22,7 @@ public:
     /// `payload` has `size` bytes unless there is a `supplier`, which then produces them. An empty `peer` is a
     /// broadcast.
     TP(Ecu_port& ecu, std::shared_ptr<data_supplier::Data_supplier> supplier, std::uint32_t pgn,
-       std::unique_ptr<Byte_array> payload, std::uint32_t size, std::shared_ptr<node::Node> peer);
+       std::unique_ptr<Byte_array> payload, std::uint32_t size, const std::shared_ptr<node::Node>& peer);
 
     bool data_ready() const override { return payload_ && !payload_->empty(); }
     void on_time_elapsed(std::uint32_t elapsed) override;
