@@ -1,9 +1,5 @@
 #include "config/writer.h"
 
-#include <array>
-#include <cstdarg>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -16,6 +12,7 @@ namespace qv::config::serialization {
 
 namespace {
 
+/// One output, with its end, has to fit into this; so an attribute is at most one character shorter.
 constexpr std::size_t buffer_size = 1024;
 
 std::string escaped(std::string_view text)
@@ -43,17 +40,10 @@ void Writer::put(const char* text)
     ok = ok && output->write(text, 1, length) == length;
 }
 
-void Writer::put_formatted(const char* format, ...)
+void Writer::put_limited(const std::string& text)
 {
-    std::array<char, buffer_size> buffer;
-    va_list arguments;
-    va_start(arguments, format);
-    const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
-    va_end(arguments);
-    ok = ok && length >= 0 && static_cast<std::size_t>(length) < buffer.size();
-    if (ok) {
-        put(buffer.data());
-    }
+    ok = ok && text.size() < buffer_size;
+    put(text.c_str());
 }
 
 void Writer::put_tabs(std::size_t count)
@@ -67,8 +57,8 @@ void Writer::put_key(const Key& key, std::size_t level)
 {
     put(xml::end_of_line);
     put_tabs(level + 2);
-    put_formatted("%s_%c=\"%s\"", key.name.c_str(), 'a' + static_cast<int>(key.type),
-                  escaped(value_to_text(key)).c_str());
+    const char letter = static_cast<char>('a' + static_cast<int>(key.type));
+    put_limited(key.name + '_' + letter + "=\"" + escaped(value_to_text(key)) + '"');
 }
 
 void Writer::put_node(const Object& node, std::size_t level)
@@ -78,7 +68,7 @@ void Writer::put_node(const Object& node, std::size_t level)
         return;
     }
     put_tabs(level);
-    put_formatted("<%s", node.name.c_str());
+    put_limited('<' + node.name);
     for (const auto& key : node.keys) {
         put_key(*key, level);
     }
@@ -92,7 +82,7 @@ void Writer::put_node(const Object& node, std::size_t level)
         put_node(*child, level + 1);
     }
     put_tabs(level);
-    put_formatted("</%s>", node.name.c_str());
+    put_limited("</" + node.name + '>');
     put(xml::end_of_line);
 }
 

@@ -22,7 +22,7 @@ struct Writer {
 
 private:
     void put(const char* text);
-    void put_formatted(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    void put_limited(const std::string& text);
     void put_tabs(std::size_t count);
     void put_node(const Object& node, std::size_t level);
     void put_key(const Key& key, std::size_t level);
