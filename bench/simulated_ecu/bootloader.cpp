@@ -17,6 +17,7 @@ constexpr std::uint32_t rate_pointer = 0xC0000002;
 constexpr std::uint16_t no_seed = 0xFFFF;
 constexpr std::uint8_t heartbeat_mark = 0x20; ///< above 15: the bootloader runs
 constexpr Time close_wait{1000};              ///< then a restart comes without the tool's close
+constexpr Time tool_wait{10000};              ///< then an exchange that the tool left open is dropped
 
 } // namespace
 
@@ -150,7 +151,7 @@ void Bootloader::proceed(Time now)
         case Step::write:
         case Step::data:
         case Step::reset:
-        case Step::rate: state_ = State::awaiting_data; return;
+        case Step::rate: state_ = State::awaiting_data; return timer_.start(now, tool_wait);
     }
 }
 
@@ -268,7 +269,7 @@ std::optional<std::uint32_t> Bootloader::received_value() const noexcept
 void Bootloader::complete(Time now)
 {
     state_ = State::awaiting_close;
-    timer_.stop();
+    timer_.start(now, tool_wait);
     respond(tool_, Status::completed, 0, no_seed, now);
 }
 
@@ -319,8 +320,8 @@ void Bootloader::on_time(Time now)
     }
     timer_.stop();
     switch (state_) {
-        case State::idle:
-        case State::awaiting_data: return;
+        case State::idle: return;
+        case State::awaiting_data: host_.report("the tool sends no data"); return close(now);
         case State::proceeding: return proceed(now);
         case State::working: return finish(now);
         case State::awaiting_close: return close(now);
