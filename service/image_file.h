@@ -19,7 +19,12 @@ public:
         std::uint32_t length;
     };
 
-    ~Image_file() { std::remove(path_.c_str()); }
+    ~Image_file() { clear(); }
+    void clear()
+    {
+        std::remove(path_.c_str());
+        text_.clear();
+    }
 
     static std::uint8_t byte_at(std::uint32_t address) { return static_cast<std::uint8_t>(address * 7 + 1); }
 
