@@ -12,6 +12,8 @@ namespace qv::can_bus::bus {
 namespace {
 
 constexpr std::uint32_t claim_size = 8;
+/// A bus has 254 addresses. Whoever claims with ever new NAMEs shall not fill the memory.
+constexpr std::size_t node_maximum = 1024;
 constexpr std::uint32_t request_priority = 6;
 constexpr std::array<std::uint8_t, 3> claim_request{0x00, 0xEE, 0x00}; ///< PGN 0xEE00, low byte first
 
@@ -97,7 +99,7 @@ void Frame_observer::track_address_claim(pdu::PDU& pdu)
 void Frame_observer::find_or_create(Claim& claim, name::Name claimed_name)
 {
     claim.named = bus_.nodes().find_by_name(claimed_name);
-    if (!claim.named) {
+    if (!claim.named && bus_.nodes().nodes().size() < node_maximum) {
         claim.named = bus_.create_node(claimed_name);
         claim.is_new = claim.named != nullptr;
     }
