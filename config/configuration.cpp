@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
 #include <span>
 #include <utility>
@@ -11,6 +10,7 @@
 #include "comm/master.h"
 #include "config/label.h"
 #include "config/object.h"
+#include "framework/relation.h"
 
 namespace qv::config {
 
@@ -35,12 +35,10 @@ Text text_of(const char* value) { return value == nullptr ? Text{} : Text(value)
 
 bool values_differ(const Key::Value& left, const Key::Value& right) { return !(left == right); }
 
-/// The step from which two real numbers count as different, 2 to the power of -20.
-constexpr float real_epsilon = 0x1p-20F;
-
 bool reals_differ(const Key::Value& left, const Key::Value& right)
 {
-    return !(std::fabs(std::get<float>(left) - std::get<float>(right)) < real_epsilon);
+    return relation::compare(std::get<float>(left), std::get<float>(right),
+                             relation::comparison_epsilon_default) != relation::equal;
 }
 
 } // namespace
