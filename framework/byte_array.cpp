@@ -64,7 +64,7 @@ bool Byte_array_fix::resize(std::uint32_t size)
 bool Byte_array_fix::assign(const std::uint8_t* source, std::uint32_t size)
 {
     if (source == nullptr && size != 0) {
-        clear();
+        release();
         return false;
     }
     Byte_array_fix copied; // made before the old storage goes, as `source` may point into it

@@ -36,6 +36,7 @@ void write(Level level, Client client, const char* format, ...)
     std::va_list again;
     va_start(arguments, format);
     va_copy(again, arguments);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started above
     const int count = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
     const auto length = static_cast<std::size_t>(count);
     if (count >= 0 && length < buffer.size()) {

@@ -14,6 +14,7 @@ namespace {
 
 int print(Interface& file, std::span<char> buffer, const char* format, std::va_list arguments)
 {
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started by the caller
     const int length = std::vsnprintf(buffer.data(), buffer.size(), format, arguments);
     if (length <= 0 || buffer.empty()) {
         return length;

@@ -125,6 +125,7 @@ struct Handler::Signal_wrapper {
     };
 
     static void on_signal(int number, siginfo_t* info, void* context);
+    static void pass_on(std::size_t index, const siginfo_t& info);
     static void operate(std::size_t index, const siginfo_t& info);
     static void on_record(const relay::Record& record);
     static void take(Stack& stack, std::uint32_t mask);
@@ -135,18 +136,22 @@ struct Handler::Signal_wrapper {
 void Handler::Signal_wrapper::on_signal(int number, siginfo_t* info, void*)
 {
     const int saved_error = errno;
+    // A user signal for this very thread asks it to end; one for the process is a signal like the others.
+    const bool taken = number == SIGUSR1 && info->si_code == SI_TKILL && thread::current::interrupt_own_thread();
     const auto found = std::find(signal_type_map.begin(), signal_type_map.end(), number);
-    const auto index = static_cast<std::size_t>(found - signal_type_map.begin());
-    if (number == SIGUSR1 && info->si_code == SI_TKILL && thread::current::interrupt_own_thread()) {
-        // It was meant for this thread, not for the process.
-    } else if (found == signal_type_map.end()) {
-        // Never installed.
-    } else if ((bit(index) & type::fatal) != 0) {
-        operate(index, *info);
-    } else {
-        relay::post({relay::Kind::operation, bit(index), *info});
+    if (!taken && found != signal_type_map.end()) {
+        pass_on(static_cast<std::size_t>(found - signal_type_map.begin()), *info);
     }
     errno = saved_error;
+}
+
+void Handler::Signal_wrapper::pass_on(std::size_t index, const siginfo_t& info)
+{
+    if ((bit(index) & type::fatal) != 0) {
+        operate(index, info);
+    } else {
+        relay::post({relay::Kind::operation, bit(index), info});
+    }
 }
 
 void Handler::Signal_wrapper::operate(std::size_t index, const siginfo_t& info)

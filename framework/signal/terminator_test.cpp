@@ -18,9 +18,7 @@ namespace {
 struct Scene {
     std::array<int, 2> pipe{};
     std::chrono::milliseconds late_start{0};
-    std::atomic<bool> stood{false};
     std::atomic<bool> stopped{false};
-    std::atomic<bool> unwound{false};
     std::atomic<int> received{0};
 
     Scene() { EXPECT_EQ(::pipe(pipe.data()), 0); }
@@ -31,20 +29,12 @@ struct Scene {
     }
 };
 
-/// Tells that the thread's stack was taken down in order.
-struct Mark_unwound {
-    ~Mark_unwound() { target = true; }
-    std::atomic<bool>& target;
-};
-
 /// A thread that reads bytes until it shall end.
 void* read_until_stopped(void* argument)
 {
     Scene& scene = *static_cast<Scene*>(argument);
     std::this_thread::sleep_for(scene.late_start);
-    const Mark_unwound mark{scene.unwound};
     Terminator terminator;
-    scene.stood = true;
     while (!terminator.stop_requested()) {
         char byte = 0;
         if (terminator.wait_readable(scene.pipe[0]) && ::read(scene.pipe[0], &byte, 1) == 1) {
@@ -88,16 +78,6 @@ TEST_F(Terminator_test, a_kill_before_the_thread_can_take_it_is_kept)
     EXPECT_TRUE(handle_.stop());
     EXPECT_TRUE(handle_.join());
     EXPECT_TRUE(scene_.stopped);
-}
-
-TEST_F(Terminator_test, cancel_ends_the_thread_in_its_wait_and_unwinds_it)
-{
-    start(Ending::cancel);
-    wait_for([&] { return scene_.stood.load(); });
-    EXPECT_TRUE(handle_.stop());
-    EXPECT_TRUE(handle_.join());
-    EXPECT_TRUE(scene_.unwound);
-    EXPECT_FALSE(scene_.stopped);
 }
 
 } // namespace
