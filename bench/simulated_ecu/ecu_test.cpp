@@ -131,7 +131,10 @@ TEST_F(Ecu_test, sends_a_long_answer_as_the_receiver_asks_for_it)
     pass(1049ms);
     exchange("1CEC80F0 11 05 02 FF FF C5 FD 00", {"1CEBF080 02 2A 45 2A FF FF FF FF"});
     exchange("1CEC80F0 11 01 01 FF FF C5 FD 00", {"1CEBF080 01 41 2A 42 2A 43 2A 44"});
+    exchange("1CEC80F0 FF 02 FF FF FF C5 FD 00", {}); // aborted: tries again
+    says_after(500ms, "1CECF080 10 0A 00 02 FF C5 FD 00");
     exchange("1CEC80F0 13 0A 00 02 FF C5 FD 00", {});
+    pass(1500ms);
 
     exchange("18EAFFF0 C5 FD 00", {"1CECFF80 20 0A 00 02 FF C5 FD 00"}); // asked globally: BAM, 50 ms apart
     says_after(50ms, "1CEBFF80 01 41 2A 42 2A 43 2A 44");

@@ -11,6 +11,7 @@ constexpr Time t1{750};
 constexpr Time t2{1250};
 constexpr Time t3{1250};
 constexpr Time t4{1050};
+constexpr Time th{500};
 constexpr Time broadcast_gap{50}; ///< 10 to 200 ms are allowed
 
 constexpr unsigned repeats_maximum = 2;  ///< SAE J1939-21 5.10.2.4: requests for the same packets
@@ -54,13 +55,15 @@ void Transport::on_connection_frame(std::uint8_t source, bool global, Bytes data
         }
     }
     Outgoing* message = outgoing(source, pgn);
-    if (message == nullptr) {
+    if (message == nullptr || message->state != Outgoing::State::waiting_cts) {
         return;
     }
     if (data[0] == cts) {
         on_cts(*message, data, now);
-    } else if (data[0] == end_of_message || data[0] == connection_abort) {
+    } else if (data[0] == end_of_message) {
         message->state = Outgoing::State::finished;
+    } else if (data[0] == connection_abort) {
+        retry(*message, th, now);
     }
     start_next(now);
 }
@@ -209,9 +212,6 @@ void Transport::start(Outgoing& message, Time now)
 
 void Transport::on_cts(Outgoing& message, Bytes data, Time now)
 {
-    if (message.state != Outgoing::State::waiting_cts) {
-        return;
-    }
     const unsigned count = data[1];
     const unsigned first = data[2];
     if (count == 0) {
@@ -254,12 +254,17 @@ void Transport::on_outgoing_timeout(Outgoing& message, Time now)
             return;
         case Outgoing::State::waiting_cts:
             send_abort(message.destination, message.pgn, Abort::timeout);
-            if (message.attempts < attempts_maximum) {
-                return start(message, now);
-            }
-            message.state = Outgoing::State::finished;
-            return;
+            return retry(message, Time::zero(), now);
+        case Outgoing::State::pausing: return start(message, now);
     }
+}
+
+/// A new RTS after a pause, or the end when it was the last attempt.
+void Transport::retry(Outgoing& message, Time pause, Time now)
+{
+    const bool again = message.attempts < attempts_maximum;
+    message.state = again ? Outgoing::State::pausing : Outgoing::State::finished;
+    message.timer.start(now, pause);
 }
 
 void Transport::send_abort(std::uint8_t destination, std::uint32_t pgn, Abort reason)

@@ -68,6 +68,7 @@ private:
             queued,      ///< another one to the same destination goes first
             waiting_cts, ///< T3 after a window or the RTS, T4 after a CTS that holds
             broadcasting,
+            pausing, ///< the receiver aborted; a new RTS goes out after Th
             finished
         };
         std::uint32_t pgn = 0;
@@ -88,6 +89,7 @@ private:
     void abort_incoming(std::uint8_t source, std::uint32_t pgn, Abort reason);
 
     void start(Outgoing& message, Time now);
+    void retry(Outgoing& message, Time pause, Time now);
     void on_outgoing_timeout(Outgoing& message, Time now);
     void start_next(Time now);
     void send_packet(const Outgoing& message, unsigned packet);
