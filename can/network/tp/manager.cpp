@@ -289,14 +289,9 @@ void Manager::on_time_elapsed(comm::message::Message& message)
     tx_step(elapsed);
 }
 
-/// Handlers of a delivered message may add sessions or end all of them: the list is walked by index, and a
-/// call from within a delivery leaves the walk to the one under way.
+/// Handlers of a delivered message may add sessions and end others, from within: the list is walked by index.
 void Manager::rx_step(std::uint32_t elapsed)
 {
-    if (stepping_) {
-        return;
-    }
-    stepping_ = true;
     for (std::size_t index = 0; index < receptions_.size();) {
         const Reception session = receptions_[index];
         session->on_time_elapsed(elapsed);
@@ -307,7 +302,6 @@ void Manager::rx_step(std::uint32_t elapsed)
             ++index;
         }
     }
-    stepping_ = false;
 }
 
 /// Hands over what `session` received, and the turn that it may have had.

@@ -83,7 +83,6 @@ private:
     Ecu_port& ecu_;
     std::vector<Reception> receptions_;
     std::deque<std::shared_ptr<tx::TP>> sends_; ///< the first one runs
-    bool stepping_ = false;                     ///< within `rx_step`
 };
 
 } // namespace qv::can_bus::tp::manager

@@ -46,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Receive, Script_test, testing::Values(
     Script{"refuses_0_8_and_1786_bytes_a_wrong_packet_count_and_19_bits_of_group",
         "a EC00 10 00 00 00 FF CA FE 00;" + refusal + "a EC00 10 08 00 02 FF CA FE 00;" + refusal +
         "a EC00 10 FA 06 00 FF CA FE 00;" + refusal + "a EC00 10 0F 00 04 FF CA FE 00;" + refusal +
-        "a EC00 10 0F 00 02 FF 02 00 04; = EC00>80 FF 07 FF FF FF 02 00 04"},
+        "a EC00 10 0F 00 03 FF 02 00 04; = EC00>80 FF 07 FF FF FF 02 00 04"},
     Script{"accepts_1786_to_117440512_bytes_by_the_extended_protocol",
         "a C800 14 FA 06 00 00 CA FE 00; = C800>80 15 10 01 00 00 CA FE 00;"
         "b C800 14 00 00 00 07 CA FE 00; +1; = C800>81 15 00 01 00 00 CA FE 00"},
@@ -71,12 +71,18 @@ INSTANTIATE_TEST_SUITE_P(Receive, Script_test, testing::Values(
         "a C800 16 10 0D 00 00 CA FE 00;" + extended_abort},
     Script{"ends_with_extended_data_before_its_offset", from_1800 + "a C700 #1-1;" + extended_abort},
     Script{"ends_with_a_second_offset", from_1800 +
-        "a C800 16 10 00 00 00 CA FE 00; a C800 16 10 00 00 00 CA FE 00;" + extended_abort},
+        "a C800 16 10 00 00 00 CA FE 00; a C800 16 10 00 00 00 CA FE 00;" + extended_abort + "a C700 #1-1"},
     Script{"ends_with_data_in_an_empty_window", from_1800 +
         "a C800 16 00 00 00 00 CA FE 00; a C700 #1-1;" + extended_abort},
     Script{"asks_five_times_for_a_window_even_of_no_packets_and_gives_up",
         "a EC00 10 46 00 0A 00 CA FE 00; +1;" + repeat(5, "= EC00>80 11 00 01 FF FF CA FE 00; +1254; +1;") +
         "= EC00>80 FF 03 FF FF FF CA FE 00; +5000"},
+    Script{"has_all_five_tries_again_after_a_whole_window", from_70 +
+        repeat(4, "+1255; = EC00>80 11 04 01 FF FF CA FE 00;") + "a EB00 #1-4;" +
+        repeat(5, "= EC00>80 11 04 05 FF FF CA FE 00; +1255;") + "= EC00>80 FF 03 FF FF FF CA FE 00"},
+    Script{"cuts_the_window_of_an_extended_sender_to_the_rest", from_1800 +
+        "a C800 16 10 00 00 00 CA FE 00; a C700 #1-16; = C800>80 15 10 11 00 00 CA FE 00;"
+        "a C800 16 FF 10 00 00 CA FE 00; a C700 #259-259@16;" + extended_abort},
     Script{"bounds_the_bytes_announced_and_never_sent",
         "flood 1 C800 14 00 00 00 07 CA FE 00; = C800>90 15 10 01 00 00 CA FE 00; flood 1 C800 14 00 00 00 07 CA FE 00;"
         "a C800 14 FA 06 00 00 CA FE 00;" + extended_refusal},
@@ -115,7 +121,8 @@ TEST_F(Receive_test, who_hears_a_message_may_send_end_another_or_end_them_all)
     run(both + a_ends +
         "= EC00>81 13 09 00 02 FF CA FE 00; heard FECA 81>FE global #9; +1; = EC00>81 10 09 00 02 FF CA FE 00;");
     reaction_ = [this] { manager_->unsubscribe(); };
-    run(both + a_ends + "b EB00 #2-2; +5000");
+    run("a EC00 10 09 00 02 FF CA FE 00; +1; = EC00>80 11 02 01 FF FF CA FE 00; b EC00 10 09 00 02 FF CA FE 00;" +
+        a_ends + "+5000");
 }
 
 } // namespace

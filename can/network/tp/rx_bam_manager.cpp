@@ -127,14 +127,9 @@ void Manager::on_time_elapsed(comm::message::Message& message)
     step(dynamic_cast<const Time_elapsed&>(message).elapsed);
 }
 
-/// Handlers of a delivered message may end all sessions: the list is walked by index, and a call from within
-/// a delivery leaves the walk to the one under way.
+/// Handlers of a delivered message may end other sessions, from within: the list is walked by index.
 void Manager::step(std::uint32_t elapsed)
 {
-    if (stepping_) {
-        return;
-    }
-    stepping_ = true;
     for (std::size_t index = 0; index < sessions_.size();) {
         const auto session = sessions_[index];
         session->on_time_elapsed(elapsed);
@@ -149,7 +144,6 @@ void Manager::step(std::uint32_t elapsed)
             deliver(*session, pdu::global_address, bus_dispatcher_id_);
         }
     }
-    stepping_ = false;
 }
 
 } // namespace qv::can_bus::tp::rx::bam::manager

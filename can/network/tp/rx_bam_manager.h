@@ -55,7 +55,6 @@ private:
 
     comm::dispatcher::Dispatcher_id bus_dispatcher_id_;
     std::vector<std::shared_ptr<TP>> sessions_; ///< in the order of their announcements
-    bool stepping_ = false;
 };
 
 } // namespace qv::can_bus::tp::rx::bam::manager

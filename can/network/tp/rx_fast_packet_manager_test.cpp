@@ -26,7 +26,8 @@ INSTANTIATE_TEST_SUITE_P(Fast_packet, Script_test, testing::Values(
     Script{"lives_151_ms_from_frame_to_frame",   first + "+151;" + second + "+151;" + third + "+1;" + whole},
     Script{"is_bounded_in_number",
         "flood 512 1F805 20 0E 1 2 3 4 5 6;" + first + second + third + "+152;" + first + second + third + "+1;" + whole},
-    Script{"dies_152_ms_after_its_last_frame", first + second + "+152;" + third + "+1"}),
+    Script{"dies_152_ms_after_its_last_frame", first + second + "+152;" + third + "+1;" +
+        first + second + third + "+152; +1"}),
     script_name);
 // clang-format on
 

@@ -91,10 +91,12 @@ public:
     std::uint32_t asked = 0; ///< the last offset
 };
 
-TEST_F(Send_test, a_supplier_that_fails_aborts_the_attempt_and_the_next_one_begins)
+TEST_F(Send_test, a_supplier_that_fails_aborts_the_attempt_of_which_a_broadcast_has_one)
 {
     const auto supplier = std::make_shared<Noting_supplier>();
     supplier->limit = 8;
+    EXPECT_TRUE(send(9, nullptr, supplier));
+    run("+1; = EC00>FF 20 09 00 02 FF CA FE 00; +51; = EB00>FF #1-1; +51; ended -");
     EXPECT_TRUE(send(15, a_, supplier));
     run("+1;" + rts_15 + "a EC00 11 03 01 FF FF CA FE 00; = EB00>80 #1-1; = EC00>80 FF 02 FF FF FF CA FE 00;" +
         rts_15);
