@@ -9,39 +9,29 @@
 namespace qv::comm {
 namespace {
 
-using message::shutdown::Trigger;
+class Atom_handler_test : public test::Core_test, public testing::WithParamInterface<const char*> {};
 
-class Atom_handler_test : public test::Core_test {
-protected:
-    ~Atom_handler_test() override { token.remove(); }
-    void pass_half_second(Dispatcher& own)
-    {
-        primary->post(std::make_unique<message::time_elapsed::Milliseconds_500>());
-        primary->process_queue();
-        own.process_queue();
-        primary->process_queue();
-    }
+/// On the primary dispatcher, and on another one that the ticks reach by a route.
+INSTANTIATE_TEST_SUITE_P(Dispatchers, Atom_handler_test, testing::Values(dispatcher::primary::name, "own"));
 
-    const std::string name = "atom_handler_test_" + std::to_string(::getpid());
-    qv::Atom token{name};
-    std::shared_ptr<Dispatcher> primary = primary_dispatcher();
-};
-
-TEST_F(Atom_handler_test, asks_once_for_a_stop_when_its_token_is_removed)
+TEST_P(Atom_handler_test, asks_once_for_a_stop_when_its_token_is_removed)
 {
-    for (const bool on_primary : {true, false}) {
-        const auto own = on_primary ? primary : create_dispatcher("own", false);
-        int triggers = 0;
-        listen(primary, {Trigger::id}, [&](message::Message&) { ++triggers; });
-        ears_.add(std::make_shared<handler::Atom>(own->id(), name));
-        pass_half_second(*own);
-        EXPECT_EQ(triggers, 0);
-        EXPECT_TRUE(token.remove()) << "the handler makes its token";
-        pass_half_second(*own);
-        pass_half_second(*own);
-        EXPECT_EQ(triggers, 1);
-        ears_.clear();
+    create_dispatcher("own", false);
+    const auto own = find_dispatcher_by_name(GetParam());
+    const auto name = "atom_handler_test_" + std::to_string(::getpid());
+    int triggers = 0;
+    listen<message::shutdown::Trigger>(primary, [&](message::Message&) { ++triggers; });
+    ears_.add(std::make_shared<handler::Atom>(own->id(), name));
+    for (int half_second = 0; half_second < 3; ++half_second) {
+        EXPECT_EQ(triggers, half_second == 2 ? 1 : 0);
+        if (half_second == 1) {
+            EXPECT_TRUE(qv::Atom(name).remove()) << "the handler makes its token";
+        }
+        pass<message::time_elapsed::Milliseconds_500>(primary);
+        own->process_queue();
+        primary->process_queue();
     }
+    EXPECT_EQ(triggers, 1);
 }
 
 } // namespace
