@@ -57,7 +57,7 @@ void Manager::start()
 
 void Manager::on_time_elapsed(comm::message::Message& message)
 {
-    if (!address_known_ || step_ == report_step || !bus_.can_request()) {
+    if (!address_known_ || !bus_.can_request()) {
         return;
     }
     elapsed_ += static_cast<const Time_elapsed&>(message).elapsed; // the broker has tested the type
@@ -72,6 +72,7 @@ void Manager::next_step()
     ++step_;
     if (step_ == report_step) {
         report_information();
+        stop(); // time tells it nothing any more
     } else {
         bus_.request(requested_pgns[step_ - 1], node_.shared_from_this());
     }

@@ -31,7 +31,7 @@ public:
 
     /// Starts to count the elapsed time.
     void start();
-    /// The bus goes: no more time, no more requests.
+    /// No more time, no more requests: all were made, or the bus goes.
     void stop() { observers_.clear(); }
 
     /// The node has an address by which it can be asked. The first call starts the sequence of requests, all

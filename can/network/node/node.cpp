@@ -8,7 +8,7 @@ namespace qv::can_bus::node {
 
 std::shared_ptr<Node> Node::create(name::Name node_name, Bus_port& bus)
 {
-    const std::shared_ptr<Node> node(new Node(node_name));
+    std::shared_ptr<Node> node(new Node(node_name));
     node->pdu_source = node;
     if (bus.detail_manager_enabled()) {
         node->manager_.reset(new (std::nothrow) detail::Manager(*node, bus));

@@ -1,12 +1,19 @@
 #pragma once
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "comm/test_kit.h"
+#include <gtest/gtest.h>
+
+#include "comm/master.h"
+#include "comm/observer.h"
 #include "comm/time_message.h"
 #include "framework/byte_array.h"
 
@@ -30,9 +37,45 @@ inline Byte_array chars(std::string_view text)
     return Byte_array({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
+/// Calls `hear` for each message of the given ids.
+class Ear final : public comm::observer::Observer_dispatcher_id {
+public:
+    using Ids = std::vector<comm::message::Id>;
+    using Hear = std::function<void(comm::message::Message&)>;
+
+    Ear(comm::Dispatcher_id id, Ids ids, Hear hear)
+        : Observer_dispatcher_id(id)
+        , ids_(std::move(ids))
+        , hear_(std::move(hear))
+    {}
+    void subscribe() override
+    {
+        std::ranges::for_each(ids_, [this](auto id) { add(id, &Ear::on_message); });
+    }
+    void unsubscribe() override
+    {
+        std::ranges::for_each(ids_, [this](auto id) { remove(id); });
+    }
+
+private:
+    void on_message(comm::message::Message& message) { hear_(message); }
+
+    Ids ids_;
+    Hear hear_;
+};
+
 /// A comm core with a dispatcher in the place of a bus's.
-class Network_test : public comm::test::Core_test {
+class Network_test : public testing::Test {
 protected:
+    Network_test() { EXPECT_TRUE(comm::core_start(0)); }
+    ~Network_test() override { comm::master_stop(); }
+
+    std::shared_ptr<Ear> listen(const std::shared_ptr<comm::Dispatcher>& dispatcher, Ear::Ids ids, Ear::Hear hear)
+    {
+        auto ear = std::make_shared<Ear>(dispatcher->id(), std::move(ids), std::move(hear));
+        ears_.add(ear);
+        return ear;
+    }
     /// Lets time pass on the primary dispatcher and hands it to all who listen.
     void pass(std::uint32_t milliseconds)
     {
@@ -44,6 +87,7 @@ protected:
     virtual void drain() { bus_dispatcher_->process_queue(); }
 
     std::shared_ptr<comm::Dispatcher> bus_dispatcher_;
+    comm::observer::Observer_list ears_;
 };
 
 } // namespace qv::can_bus::test
