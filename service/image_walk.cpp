@@ -5,9 +5,9 @@
 
 namespace qv::can_bus::flr {
 
-void Erase_walk::start(const HexParser& image)
+void Erase_walk::start(const Image& image)
 {
-    sector_table_ = image.first_table();
+    sector_table_ = image.tables().first();
     sector_index_ = 0;
 }
 
@@ -26,10 +26,10 @@ const Flash_sector* Erase_walk::next()
     return nullptr;
 }
 
-void Chunk_walk::start(const HexParser& image)
+void Chunk_walk::start(const Image& image)
 {
     clear();
-    enter(image.first_block());
+    enter(image.blocks().first());
 }
 
 void Chunk_walk::enter(const Data_block* block)
@@ -49,7 +49,7 @@ bool Chunk_walk::next_block()
     return data_block_ != nullptr;
 }
 
-void Chunk_walk::next(const HexParser& image)
+void Chunk_walk::next(const Image& image)
 {
     chunk_length_ = static_cast<std::uint16_t>(std::min(block_remaining_, chunk_size_maximum));
     chunk_address_ = data_block_->start + static_cast<std::uint32_t>(block_size_ - block_remaining_);
@@ -61,7 +61,7 @@ void Chunk_walk::next(const HexParser& image)
 }
 
 /// Sectors that overlap may end far behind the chunk; it never grows.
-void Chunk_walk::cut_at_sector_end(const HexParser& image)
+void Chunk_walk::cut_at_sector_end(const Image& image)
 {
     const auto sector_end = image.sector_end_of(chunk_address_);
     if (sector_end == 0) {

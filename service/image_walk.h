@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-#include "service/hex_parser.h"
+#include "service/image.h"
 
 namespace qv::can_bus::flr {
 
@@ -12,7 +12,7 @@ namespace qv::can_bus::flr {
 /// The image outlives the walk, or the walk is cleared.
 class Erase_walk {
 public:
-    void start(const HexParser& image);
+    void start(const Image& image);
     void clear() noexcept { *this = {}; }
     /// The next dirty sector, or null behind the last one.
     const Flash_sector* next();
@@ -30,7 +30,7 @@ class Chunk_walk {
 public:
     static constexpr std::int64_t chunk_size_maximum = 768;
 
-    void start(const HexParser& image);
+    void start(const Image& image);
     void clear() noexcept { *this = {}; }
 
     /// Whether the block at hand has bytes that are not confirmed.
@@ -41,7 +41,7 @@ public:
     ///
     /// A chunk that begins and ends in two sectors, neither of which has index 0, is cut to end with the last
     /// byte of its first sector.
-    void next(const HexParser& image);
+    void next(const Image& image);
     /// The ECU has taken the chunk.
     void confirm() noexcept { block_remaining_ -= chunk_length_; }
 
@@ -54,7 +54,7 @@ public:
 
 private:
     void enter(const Data_block* block);
-    void cut_at_sector_end(const HexParser& image);
+    void cut_at_sector_end(const Image& image);
 
     const Data_block* data_block_ = nullptr;
     std::int64_t block_remaining_ = 0; ///< bytes of the block that are not confirmed

@@ -184,7 +184,7 @@ void Session::begin_erasing()
     if (hex_parser == nullptr) {
         return fail(failure::no_image);
     }
-    sectors_.start(*hex_parser);
+    sectors_.start(hex_parser->image());
     progress_current = 0;
     progress_total = hex_parser->dirty_sector_count();
     std::puts("\r");
@@ -209,7 +209,7 @@ void Session::erase_next_sector()
 void Session::begin_programming()
 {
     std::puts("  :  Erasing Complete!\r");
-    chunks_.start(*hex_parser);
+    chunks_.start(hex_parser->image());
     progress_current = 0;
     progress_total = hex_parser->data_size();
     state = State::BL_PROGRAMMING;
@@ -226,7 +226,7 @@ void Session::write_next_chunk()
         }
         std::puts("\r");
     }
-    chunks_.next(*hex_parser);
+    chunks_.next(hex_parser->image());
     if (options_.quiet == 0) {
         std::printf("%c[2K\rProgramming Image @ 0x%08x (%%%.2f)", escape, chunks_.chunk_address(),
                     static_cast<double>(chunks_.percent()));

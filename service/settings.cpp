@@ -73,7 +73,8 @@ std::optional<Settings> read_settings(const Identity& identity)
     settings.name = read_name(*list, ecu_node.object(), identity);
     settings.ecu_properties = read_properties(*list, ecu_node.object(), identity);
     settings.vt_function_instance = vt_node.get_decimal("function_instance_preferred", 0);
-    settings.vt_pool_path = node_at(*list, root + "/vt_client/pool").get_text("path", "/etc/tolvan/flintrow/vt_pool/");
+    settings.vt_pool_path =
+        node_at(*list, root + "/vt_client/pool").get_text("path", "/etc/tolvan/flintrow/vt_pool/");
     return settings;
 }
 
