@@ -77,15 +77,15 @@ void Manager::unsubscribe()
 }
 
 bool Manager::send(std::shared_ptr<data_supplier::Data_supplier> context, std::uint32_t pgn,
-                   std::unique_ptr<Byte_array> payload, std::uint32_t size, std::shared_ptr<node::Node> peer)
+                   std::unique_ptr<Byte_array> payload, std::uint32_t size,
+                   const std::shared_ptr<node::Node>& peer)
 {
     const std::uint32_t size_maximum = peer ? extended_size_maximum : standard_size_maximum;
     if (!payload || payload->empty() || (!context && payload->size() != size) || size == 0 ||
         size > size_maximum || sends_.size() >= sends_maximum) {
         return false;
     }
-    sends_.push_back(
-        std::make_shared<tx::TP>(ecu_, std::move(context), pgn, std::move(payload), size, std::move(peer)));
+    sends_.push_back(std::make_shared<tx::TP>(ecu_, std::move(context), pgn, std::move(payload), size, peer));
     return true;
 }
 

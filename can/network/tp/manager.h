@@ -50,7 +50,7 @@ public:
     /// nothing queued, for an empty payload, one without context that is not `size` bytes long, a size that
     /// no protocol carries (1785 bytes is the limit of a broadcast), and a full queue.
     bool send(std::shared_ptr<data_supplier::Data_supplier> context, std::uint32_t pgn,
-              std::unique_ptr<Byte_array> payload, std::uint32_t size, std::shared_ptr<node::Node> peer);
+              std::unique_ptr<Byte_array> payload, std::uint32_t size, const std::shared_ptr<node::Node>& peer);
     Transfer current_transfer() const;
 
 private:
