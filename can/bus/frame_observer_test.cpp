@@ -54,19 +54,19 @@ protected:
     {
         properties.receive_transmitted_messages = false;
         bus = Bus::create(properties, nullptr, [](Bus& own) { return std::make_shared<Frame_observer>(own); });
-        listen(bus->dispatcher(), {node::message::Created::id}, [this](auto& message) {
+        listen<node::message::Created>(bus->dispatcher(), [this](auto& message) {
             const auto& created = dynamic_cast<node::message::Created&>(message);
             told.push_back("new " + moved(created));
         });
-        listen(bus->dispatcher(), {node::message::Changed_address::id}, [this](auto& message) {
+        listen<node::message::Changed_address>(bus->dispatcher(), [this](auto& message) {
             told.push_back(moved(dynamic_cast<node::message::Changed_address&>(message)));
         });
-        listen(bus->dispatcher(), {pdu::Message_assigned_id::id}, [this](auto& message) {
+        listen<pdu::Message_assigned_id>(bus->dispatcher(), [this](auto& message) {
             const auto& pdu = *dynamic_cast<pdu::Message_assigned_id&>(message).pdu;
             told.push_back(print("pdu %x/%u of ", pdu.pgn, pdu.length) + who(pdu.source_node) + " held by " +
                            who(pdu.address_holder));
         });
-        listen(bus->dispatcher(), {frame::message::Transmitted::id}, [this](auto& message) {
+        listen<frame::message::Transmitted>(bus->dispatcher(), [this](auto& message) {
             const auto& frame = dynamic_cast<frame::message::Transmitted&>(message);
             told.push_back(
                 print("sent %08X %02X %02X %02X", frame.identifier, frame.data[0], frame.data[1], frame.data[2]));
@@ -222,7 +222,7 @@ TEST_F(Frame_observer_test, allocates_the_pdu_its_envelope_and_the_copies_of_the
     receive(a1_at_80);
     ears_.clear();
     int heard = 0;
-    listen(comm::find_dispatcher(bus->pdu_dispatcher_id()), {0xFEDA}, [&](auto&) { ++heard; });
+    ears_.add(std::make_shared<comm::test::Ear>(bus->pdu_dispatcher_id(), 0xFEDA, [&](auto&) { ++heard; }));
     const auto cost_of_a_frame = [this] {
         const std::vector<std::uint8_t> data{1, 2, 3, 4, 5, 6, 7, 8};
         std::unique_ptr<comm::message::Message> frame = std::make_unique<Received>(data, 0x18FEDA80);
