@@ -109,7 +109,11 @@ bool is_noncharacter(std::string_view sequence) noexcept
     return sequence == "\xEF\xBF\xBE" || sequence == "\xEF\xBF\xBF";
 }
 
-bool is_control(char c) noexcept { return c >= 0 && c < ' ' && c != '\t' && c != '\n' && c != '\r'; }
+/// `char` is unsigned on some of the processors that this runs on.
+bool is_control(char c) noexcept
+{
+    return static_cast<std::uint8_t>(c) < ' ' && c != '\t' && c != '\n' && c != '\r';
+}
 
 } // namespace
 

@@ -49,7 +49,7 @@ std::string value_to_text(const Key& key);
 /// first a letter or '_' [XML 1.0, 2.3, the ASCII part of Name].
 bool is_storable_name(std::string_view name) noexcept;
 /// Whether an attribute can hold this text: UTF-8 without control characters other than tab, line feed and
-/// carriage return [XML 1.0, 2.2].
+/// carriage return [XML 1.0, 2.2]. These three come back as blanks [XML 1.0, 3.3.3].
 bool is_storable_text(std::string_view text) noexcept;
 
 } // namespace qv::config
