@@ -22,8 +22,9 @@ constexpr auto digit_values = [] {
 constexpr std::size_t header_length = 4; ///< length, address, type
 constexpr std::size_t frame_length = header_length + 1;
 
-/// The byte of each pair of characters, so that a record takes one look-up a byte.
-constexpr auto pair_values = [] {
+/// The byte of each pair of characters, so that a record takes one look-up a byte. Too long for a constant
+/// expression by the limits of some compilers.
+const auto pair_values = [] {
     std::array<std::uint8_t, 65536> values{};
     for (std::size_t pair = 0; pair < values.size(); ++pair) {
         values[pair] = static_cast<std::uint8_t>((digit_values[pair >> 8] << 4) + digit_values[pair & 0xFF]);
