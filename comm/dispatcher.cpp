@@ -159,11 +159,16 @@ void Dispatcher::forward(std::unique_ptr<message::Message>& message)
     if (!message) {
         return;
     }
-    const auto routes = routes_of(message->get_assigned_id());
-    for (std::size_t i = 0; i < routes.size(); ++i) {
-        const bool last = i + 1 == routes.size();
-        post_to(routes[i], last ? std::move(message) : message->clone());
+    auto targets = routes_of(message->get_assigned_id());
+    if (targets.empty()) {
+        return;
     }
+    const auto last = targets.back();
+    targets.pop_back();
+    for (const auto target : targets) {
+        post_to(target, message->clone());
+    }
+    post_to(last, std::move(message));
 }
 
 void Dispatcher::process_queue()

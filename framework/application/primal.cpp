@@ -18,7 +18,7 @@ std::string called_as(const Start_parameters& start)
     return start.argc > 0 && start.argv != nullptr && start.argv[0] != nullptr ? start.argv[0] : "";
 }
 
-std::string first_not_empty(std::string first, std::string second)
+std::string first_not_empty(const std::string& first, const std::string& second)
 {
     if (!first.empty()) {
         return first;
