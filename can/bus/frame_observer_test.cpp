@@ -17,16 +17,21 @@ namespace {
 std::atomic<int> allocations{0};
 } // namespace
 
-void* operator new(std::size_t size)
+// Not inlined, or g++ takes malloc and free for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
 {
     ++allocations;
-    if (void* memory = std::malloc(size)) {
+    return std::malloc(size);
+}
+[[gnu::noinline]] void* operator new(std::size_t size)
+{
+    if (void* memory = operator new(size, std::nothrow)) {
         return memory;
     }
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace qv::can_bus::bus {
 namespace {

@@ -192,7 +192,7 @@ TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switc
     const auto add = [&](const char* what, std::initializer_list<std::uint32_t> values) {
         told.emplace_back(what);
         for (const std::uint32_t value : values) {
-            told.back() += " " + std::to_string(value);
+            told.back().append(1, ' ').append(std::to_string(value));
         }
     };
     listen(bus_dispatcher_,

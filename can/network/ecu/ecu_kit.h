@@ -87,7 +87,7 @@ private:
     void note(comm::message::Message& message)
     {
         using namespace ecu::message;
-        const auto number = [](std::uint32_t value) { return " " + std::to_string(value); };
+        const auto number = [](std::uint32_t value) { return std::to_string(value).insert(0, 1, ' '); };
         EXPECT_EQ(dynamic_cast<ECU_message&>(message).ecu, ecu_);
         if (const auto* acknowledgment = dynamic_cast<Acknowledgment*>(&message)) {
             const auto& content = acknowledgment->content;
