@@ -36,12 +36,14 @@ Milliseconds elapsed_ms(Milliseconds& last, Milliseconds minimum) noexcept
 Milliseconds elapsed_between(Milliseconds& last, Milliseconds now, Milliseconds minimum) noexcept
 {
     const Milliseconds step = now - last; // right across a wrap
-    const bool advanced = static_cast<std::int32_t>(step) > 0;
-    if (minimum != 0 && (!advanced || step < minimum)) {
+    const Milliseconds step_back = last - now;
+    const bool advanced = step != 0 && step <= longest_step;
+    const bool jumped = !advanced && step_back > longest_step;
+    if (minimum != 0 && !jumped && (!advanced || step < minimum)) {
         return 0;
     }
     last = now;
-    return advanced && step <= longest_step ? step : 0;
+    return advanced ? step : 0;
 }
 
 std::time_t adjusted_time() noexcept { return std::time(nullptr) + time_offset(); }
