@@ -31,30 +31,36 @@ Handle::Handle(std::string name)
 
 Handle::~Handle()
 {
-    if (joinable_.exchange(false)) {
+    if (joinable_) {
         ::pthread_detach(id_);
     }
 }
 
 bool Handle::start(void* (*routine)(void*), void* argument, Ending ending)
 {
-    if (joinable_.exchange(true)) { // before the thread exists, as it may be ended as soon as it does
+    const std::lock_guard guard(mutex_); // until `id_` stands: the new thread may be ended at once
+    if (joinable_) {
         return store(EBUSY);
     }
     ending_ = ending;
     const int result = ending == Ending::kill ? create_with_blocked_signal(id_, routine, argument)
                                               : ::pthread_create(&id_, nullptr, routine, argument);
-    if (result != 0) {
-        joinable_ = false;
-    }
+    joinable_ = result == 0;
     return store(result);
 }
 
-pthread_t Handle::id() const noexcept { return id_; }
+pthread_t Handle::id() const noexcept
+{
+    const std::lock_guard guard(mutex_);
+    return id_;
+}
 
 bool Handle::stop()
 {
-    switch (ending_) {
+    std::unique_lock guard(mutex_);
+    const Ending ending = ending_;
+    guard.unlock();
+    switch (ending) {
         case Ending::join: return join();
         case Ending::cancel: return cancel();
         case Ending::kill: return kill();
@@ -62,21 +68,32 @@ bool Handle::stop()
     return false;
 }
 
-bool Handle::cancel() { return store(joinable_ ? ::pthread_cancel(id_) : ESRCH); }
+bool Handle::cancel()
+{
+    const std::lock_guard guard(mutex_); // nobody joins the thread away during the call
+    return store(joinable_ ? ::pthread_cancel(id_) : ESRCH);
+}
 
 bool Handle::join()
 {
-    if (!joinable_.exchange(false)) {
+    std::unique_lock guard(mutex_);
+    if (!joinable_) {
         return store(ESRCH);
     }
-    const int result = ::pthread_join(id_, nullptr);
-    if (result != 0) {
-        joinable_ = true; // a thread that joins itself, say, can still be joined by another
+    if (::pthread_equal(id_, ::pthread_self()) != 0) {
+        return store(EDEADLK); // another can still join it
     }
-    return store(result);
+    joinable_ = false;
+    const pthread_t taken = id_;
+    guard.unlock();
+    return store(::pthread_join(taken, nullptr));
 }
 
-bool Handle::kill() { return store(joinable_ ? ::pthread_kill(id_, SIGUSR1) : ESRCH); }
+bool Handle::kill()
+{
+    const std::lock_guard guard(mutex_);
+    return store(joinable_ ? ::pthread_kill(id_, SIGUSR1) : ESRCH);
+}
 
 bool Handle::store(int result) noexcept
 {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -47,10 +48,11 @@ private:
     bool store(int result) noexcept;
 
     std::string name_;
-    pthread_t id_{};
-    Ending ending_ = Ending::join;
     std::atomic<int> error_{0};
-    std::atomic<bool> joinable_{false}; ///< started, and neither joined nor being joined
+    mutable std::mutex mutex_;     ///< not held while a thread is waited for
+    pthread_t id_{};               ///< guarded by `mutex_`
+    Ending ending_ = Ending::join; ///< guarded by `mutex_`
+    bool joinable_ = false;        ///< guarded by `mutex_`; started, and neither joined nor being joined
 };
 
 /// Told when a thread begins (`finished` false) and ends (true), on that thread. The comm core fills it.
