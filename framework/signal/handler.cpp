@@ -128,6 +128,7 @@ struct Handler::Signal_wrapper {
     static void pass_on(std::size_t index, const siginfo_t& info);
     static void operate(std::size_t index, const siginfo_t& info);
     static void on_record(const relay::Record& record);
+    static sigset_t ordinary_signals();
     static void take(Stack& stack, std::uint32_t mask);
     static void give_back(Stack& stack, std::uint32_t mask);
 };
@@ -171,6 +172,20 @@ void Handler::Signal_wrapper::on_record(const relay::Record& record)
     operate(static_cast<std::size_t>(__builtin_ctz(record.type)), record.info);
 }
 
+/// What is kept out while the real signal handler runs, so that the report of a fault and the wait for its log
+/// lines are not cut short. Faults still come.
+sigset_t Handler::Signal_wrapper::ordinary_signals()
+{
+    sigset_t set{};
+    ::sigemptyset(&set);
+    for (std::size_t index = 0; index < type_count; ++index) {
+        if ((bit(index) & type::fatal) == 0) {
+            ::sigaddset(&set, signal_type_map[index]);
+        }
+    }
+    return set;
+}
+
 void Handler::Signal_wrapper::take(Stack& stack, std::uint32_t mask)
 {
     for (std::size_t index = 0; index < type_count; ++index) {
@@ -179,7 +194,7 @@ void Handler::Signal_wrapper::take(Stack& stack, std::uint32_t mask)
         }
         struct sigaction action {};
         action.sa_sigaction = &on_signal;
-        ::sigemptyset(&action.sa_mask);
+        action.sa_mask = ordinary_signals();
         // The user signal is there to interrupt a thread; the others are not.
         action.sa_flags = SA_SIGINFO | (bit(index) == type::user_signal_1 ? 0 : SA_RESTART);
         ::sigaction(signal_type_map[index], &action, &stack.former[index]);

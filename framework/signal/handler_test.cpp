@@ -75,7 +75,11 @@ TEST(Handler_test, a_fault_still_gets_its_lines_into_the_log_and_the_pending_out
     const auto fault = [] {
         Log_lines log;
         const Handler handler(type::all);
-        thread::set_exit_flush([] { std::fputs("flushed\n", stderr); });
+        thread::set_exit_flush([] {
+            ::kill(::getpid(), SIGTERM); // must not cut the wait for these lines short
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            std::fputs("flushed\n", stderr);
+        });
         ::raise(SIGBUS);
     };
     EXPECT_EXIT(fault(), ExitedWithCode(0x80),
