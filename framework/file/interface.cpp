@@ -61,11 +61,12 @@ int printf(Interface& file, std::size_t buffer_size, const char* format, ...)
 bool read_into(Interface& file, Byte_array& array, std::uint32_t max_size)
 {
     array.clear();
-    const long left = file.size() - file.tell();
-    if (left < 0) {
+    const long position = file.tell();
+    const long size = file.size();
+    if (position < 0 || size < position) { // a pipe, say, has neither
         return false;
     }
-    const auto wanted = static_cast<std::uint32_t>(std::min<long>(left, max_size));
+    const auto wanted = static_cast<std::uint32_t>(std::min<long>(size - position, max_size));
     if (!array.resize(wanted) || file.read(array.begin(), 1, wanted) != wanted) {
         array.clear();
         return false;
