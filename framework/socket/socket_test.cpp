@@ -3,11 +3,11 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <dirent.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -17,26 +17,18 @@
 namespace qv::socket {
 namespace {
 
-using namespace std::chrono_literals;
-
 /// A listening socket on the loopback interface and a connection to it.
 class Socket_test : public testing::Test {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(server_.listen_on(loopback_address(), AF_INET, 0, true, true));
-        ASSERT_TRUE(connect(client_));
-        ASSERT_TRUE(server_.accept(peer_));
+        ASSERT_TRUE(server_.listen_on(loopback_address(), AF_INET, 0, true, true) && connect());
     }
 
-    bool connect(Socket& socket)
+    bool connect()
     {
-        return socket.open(loopback_address(), AF_INET, server_.port(), false, false, true);
-    }
-
-    static bool send(Socket& socket, const std::string& text)
-    {
-        return socket.write(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+        return client_.open(loopback_address(), AF_INET, server_.port(), false, false, true) &&
+               server_.accept(peer_);
     }
 
     /// What comes within a second: a text, or "closed".
@@ -51,97 +43,85 @@ protected:
     Socket server_{false, "server"};
     Socket client_{false, "client"};
     Socket peer_{false, "peer"};
+    std::vector<std::uint8_t> much_ = std::vector<std::uint8_t>(16 << 20);
 };
 
 TEST_F(Socket_test, a_read_tells_nothing_yet_from_the_end)
 {
-    std::uint8_t byte = 0;
     std::size_t size = 1;
-    EXPECT_FALSE(client_.wait_readable(0));
-    EXPECT_TRUE(client_.read(&byte, size));
+    EXPECT_TRUE(client_.read(much_.data(), size));
     EXPECT_EQ(size, 0U);
-    EXPECT_TRUE(client_.write(&byte, 0));
+    EXPECT_TRUE(client_.write(much_.data(), 0));
     EXPECT_FALSE(peer_.wait_readable(20)) << "nothing was sent";
+    EXPECT_FALSE(client_.write(much_.data(), much_.size())) << "a socket that does not block is full";
     peer_.close();
     EXPECT_EQ(receive(client_), "closed");
     EXPECT_TRUE(client_.is_open()) << "until its owner closes it";
     client_.close();
-    size = 1;
-    EXPECT_FALSE(client_.read(&byte, size));
-    EXPECT_EQ(size, 0U);
-    EXPECT_FALSE(client_.write(&byte, 1));
-    EXPECT_FALSE(client_.wait_readable(0));
-    EXPECT_FALSE(client_.set_blocking(true));
+    EXPECT_EQ(receive(client_), "closed");
+    EXPECT_FALSE(client_.write(much_.data(), 1));
 }
 
 TEST_F(Socket_test, a_refused_connection_shows_at_the_first_read)
 {
     const std::uint16_t port = server_.port();
+    EXPECT_FALSE(is_port_free(port));
     server_.close();
-    Socket refused(false, "refused");
-    if (refused.open(loopback_address(), AF_INET, port, false, false, true)) {
-        EXPECT_EQ(receive(refused), "closed");
+    if (client_.open(loopback_address(), AF_INET, port, false, false, true)) {
+        EXPECT_EQ(receive(client_), "closed");
     }
-    EXPECT_FALSE(refused.open(loopback_address(), AF_INET, port, true, true, true));
-    EXPECT_FALSE(refused.is_open());
-    EXPECT_FALSE(can_connect(loopback_address(), port));
+    EXPECT_FALSE(client_.open(loopback_address(), AF_INET, port, true, true, true));
+    EXPECT_FALSE(client_.is_open());
 }
 
 TEST_F(Socket_test, close_ends_the_waits_of_other_threads)
 {
-    ASSERT_TRUE(client_.set_blocking(true));
+    std::atomic<int> ended{0};
     std::thread reader([&] {
         std::uint8_t byte = 0;
         std::size_t size = 1;
-        EXPECT_FALSE(client_.read(&byte, size));
+        EXPECT_FALSE(peer_.read(&byte, size));
+        ++ended;
     });
     std::thread writer([&] {
-        const std::vector<std::uint8_t> much(16 << 20);
-        EXPECT_FALSE(peer_.set_blocking(true) && peer_.write(much.data(), much.size()));
+        EXPECT_FALSE(peer_.write(much_.data(), much_.size())) << "nobody reads that";
+        ++ended;
     });
-    std::this_thread::sleep_for(50ms);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(ended, 0);
     peer_.close();
-    writer.join();
-    client_.close();
     reader.join();
+    writer.join();
 }
 
-std::size_t open_descriptors()
+std::ptrdiff_t open_descriptors()
 {
-    std::size_t count = 0;
-    DIR* const directory = ::opendir("/proc/self/fd");
-    while (::readdir(directory) != nullptr) {
-        ++count;
-    }
-    ::closedir(directory);
-    return count;
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 /// A writer that goes on through many reconnections while other files take the freed descriptors.
 TEST_F(Socket_test, a_writer_never_meets_a_descriptor_that_was_given_out_anew)
 {
-    const std::size_t before = open_descriptors();
+    const auto before = open_descriptors();
     std::atomic<bool> running{true};
     std::thread writer([&] {
         while (running) {
-            static_cast<void>(client_.is_open() && send(client_, "frame"));
+            static_cast<void>(client_.write(much_.data(), 5));
         }
     });
-    std::string stray;
     for (int round = 0; round < 100; ++round) {
         client_.close();
         std::array<int, 2> pipe{};
         ASSERT_EQ(::pipe(pipe.data()), 0); // likely takes the number of the socket
         std::this_thread::yield();
         ::close(pipe[1]);
-        std::array<char, 16> buffer{};
-        stray.append(buffer.data(), static_cast<std::size_t>(::read(pipe[0], buffer.data(), buffer.size())));
+        std::array<char, 16> stray{};
+        EXPECT_EQ(::read(pipe[0], stray.data(), stray.size()), 0);
         ::close(pipe[0]);
-        ASSERT_TRUE(connect(client_) && server_.accept(peer_));
+        ASSERT_TRUE(connect());
     }
     running = false;
     writer.join();
-    EXPECT_EQ(stray, "");
     EXPECT_EQ(open_descriptors(), before);
 }
 
@@ -150,11 +130,9 @@ TEST(Address_test, hosts_are_resolved_and_written)
     Address address = 0;
     EXPECT_TRUE(resolve("127.0.0.1", address));
     EXPECT_EQ(address, loopback_address());
-    EXPECT_EQ(address_text(0x04030201), "1.2.3.4");
-    EXPECT_EQ(address_text(0xFFFFFFFF), "255.255.255.255");
+    EXPECT_EQ(address_text(0xFF030201), "1.2.3.255");
     EXPECT_EQ(numeric_host("10.1.2.3"), "10.1.2.3");
     EXPECT_EQ(numeric_host("no host at all"), "no host at all");
-    EXPECT_FALSE(resolve("no host at all", address));
 }
 
 } // namespace
