@@ -61,7 +61,7 @@ TEST(Ecu_info_test, keeps_thirty_two_values)
 {
     std::string text = "SN";
     for (int value = 0; value < 40; ++value) {
-        text += "," + std::to_string(value);
+        text.append(1, ',').append(std::to_string(value));
     }
     const auto info = parse_ecu_info_text(text + "*,,*plain*rest");
     ASSERT_EQ(info.size(), 3U);

@@ -19,7 +19,7 @@ std::string parse(std::vector<std::string> words)
     arguments.push_back(nullptr);
     const auto options = parse_options(static_cast<int>(words.size()), arguments.data());
     return !options ? "usage"
-                    : "v" + std::to_string(options->verbose) + " q" + std::to_string(options->quiet) +
+                    : std::string("v") + std::to_string(options->verbose) + " q" + std::to_string(options->quiet) +
                           (options->vt_enabled ? " vt" : "") + (options->exit_on_completion ? " exit" : "") +
                           " w=" + options->write_file + " b=" + std::to_string(options->baud.value_or(-1));
 }
