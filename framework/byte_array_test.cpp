@@ -1,6 +1,7 @@
 #include "framework/byte_array.h"
 
 #include <numeric>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -91,24 +92,17 @@ TEST(Byte_array_test, a_view_owns_nothing_and_its_copy_does)
     ASSERT_TRUE(moved.resize(4)) << "which must not free the foreign range";
 }
 
-struct Hex_case {
-    std::uint32_t size;
-    const char* text;
-    bool filled;
-    Byte_array bytes;
-};
-
 TEST(Byte_text_test, reads_hexadecimal_digits)
 {
-    const Hex_case rows[] = {
+    const std::tuple<std::uint32_t, const char*, bool, Byte_array> rows[] = {
         {2, "ABC", false, {}},         {2, "ABCDE", true, {0xAB, 0xCD}}, {1, "G1", true, {0x01}},
         {0, "AB", false, {}},          {1, nullptr, false, {}},          {3, "0a1Bff", true, {0x0A, 0x1B, 0xFF}},
         {0xFFFFFFFF, "AB", false, {}},
     };
-    for (const Hex_case& row : rows) {
+    for (const auto& [size, text, filled, bytes] : rows) {
         Byte_array array{0x55};
-        EXPECT_EQ(from_hex_text(array, row.size, row.text), row.filled) << row.size;
-        EXPECT_EQ(array, row.bytes) << row.size;
+        EXPECT_EQ(from_hex_text(array, size, text), filled) << size;
+        EXPECT_EQ(array, bytes) << size;
     }
 }
 

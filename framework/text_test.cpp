@@ -1,5 +1,6 @@
 #include <array>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -32,21 +33,14 @@ TEST(Date_test, counts_the_seconds_between_two_moments)
     ASSERT_TRUE(from_utc(later, 1399360089 + 86400 + 5));
     EXPECT_EQ(date_file_text(earlier), "2014_05_06__07_08_09");
     EXPECT_EQ(seconds_between(earlier, later), 86405);
-    EXPECT_EQ(seconds_between(later, earlier), 0);
-    EXPECT_EQ(seconds_between(earlier, earlier), 0);
+    EXPECT_EQ(seconds_between(later, earlier) + seconds_between(earlier, earlier), 0);
     EXPECT_FALSE(from_utc(earlier, std::time_t{1} << 45)) << "a year that the field cannot hold";
     EXPECT_EQ(earlier.year, 2014);
 }
 
-struct Moment_case {
-    const char* text;
-    unsigned digits;
-    const char* written;
-};
-
 TEST(Date_time_test, is_read_from_text_and_written_again)
 {
-    const Moment_case rows[] = {
+    const std::tuple<const char*, unsigned, const char*> rows[] = {
         {"2014-05-06T07:08:09.5+01:30", 3, "2014-05-06T07:08:09.500+01:30"},
         {"2014-05-06T07:08:09Z", 0, "2014-05-06T07:08:09+00:00"},
         {"2014-05-06_07-08-09", 0, "2014-05-06T07:08:09"},
@@ -60,8 +54,8 @@ TEST(Date_time_test, is_read_from_text_and_written_again)
         {"", 3, ""},
         {"T:.+", 3, ""},
     };
-    for (const Moment_case& row : rows) {
-        EXPECT_EQ(date_time_text(parse_date_time(row.text), row.digits), row.written) << row.text;
+    for (const auto& [text, digits, written] : rows) {
+        EXPECT_EQ(date_time_text(parse_date_time(text), digits), written) << text;
     }
     const Date_time value = parse_date_time("2014-05-06T07:08:09.5+01:30");
     EXPECT_EQ(value.nanosecond, 500'000'000);

@@ -5,10 +5,9 @@
 #include <chrono>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <string_view>
 #include <thread>
+#include <tuple>
 
 #include <unistd.h>
 
@@ -22,14 +21,9 @@ namespace {
 
 using testing::ExitedWithCode;
 
-struct Ending_case {
-    int number;
-    int status; ///< the negated type bit, as far as an exit status holds it
-    const char* report;
-};
-
+/// A signal, the negated type bit as far as an exit status holds it, and the report.
 // clang-format off
-const Ending_case ending_cases[] = {
+const std::tuple<int, int, const char*> ending_cases[] = {
     {SIGHUP,  0xFF, "hangup"},
     {SIGINT,  0xFE, "keyboard interrupt"},
     {SIGABRT, 0xFC, "abort"},
@@ -43,24 +37,25 @@ const Ending_case ending_cases[] = {
 };
 // clang-format on
 
-TEST(Handler_test, a_signal_is_reported_and_ends_the_process_with_its_type)
+class Handler_test : public testing::Test {
+protected:
+    Handler_test() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(Handler_test, a_signal_is_reported_and_ends_the_process_with_its_type)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    for (const Ending_case& row : ending_cases) {
-        const auto raise_and_stay = [&] {
+    for (const auto& [number, status, report] : ending_cases) {
+        const auto raise_and_stay = [signal = number] {
             const Handler handler(type::all);
-            ::kill(::getpid(), row.number);
+            ::kill(::getpid(), signal);
             std::this_thread::sleep_for(std::chrono::seconds(10));
         };
-        EXPECT_EXIT(raise_and_stay(), ExitedWithCode(row.status),
-                    std::string("^\nsignal raised: ") + row.report + "\n$");
+        EXPECT_EXIT(raise_and_stay(), ExitedWithCode(status), std::string("^\nsignal raised: ") + report + "\n$");
     }
 }
 
 class Log_lines final : public log::Sink {
 public:
-    Log_lines() { log::set_sink(this); }
-    ~Log_lines() override { log::set_sink(nullptr); }
     bool accepts(log::Level level) const override { return level == 0; }
     void write(log::Level, log::Client, std::string_view text) override
     {
@@ -69,11 +64,11 @@ public:
     log::Client register_client(std::string_view) override { return 0; }
 };
 
-TEST(Handler_test, a_fault_still_gets_its_lines_into_the_log_and_the_pending_output_out)
+TEST_F(Handler_test, a_fault_still_gets_its_lines_into_the_log_and_the_pending_output_out)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto fault = [] {
-        Log_lines log;
+        static Log_lines log;
+        log::set_sink(&log);
         const Handler handler(type::all);
         thread::set_exit_flush([] {
             ::kill(::getpid(), SIGTERM); // must not cut the wait for these lines short
@@ -88,9 +83,8 @@ TEST(Handler_test, a_fault_still_gets_its_lines_into_the_log_and_the_pending_out
                 "log: terminated by signal #128\nflushed\n$");
 }
 
-TEST(Handler_test, a_fault_while_the_log_is_stuck_ends_the_process_all_the_same)
+TEST_F(Handler_test, a_fault_while_the_log_is_stuck_ends_the_process_all_the_same)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto fault = [] {
         const Handler handler(type::all);
         thread::set_exit_flush([] { ::pause(); });
@@ -114,7 +108,6 @@ public:
         }
         EXPECT_EQ(received_.exchange(0), type);
     }
-    bool silent() const { return received_ == 0; }
 
 private:
     void note(std::uint32_t type, const siginfo_t& info)
@@ -128,46 +121,31 @@ private:
     std::atomic<std::uint32_t> received_{0};
 };
 
-TEST(Handler_test, a_signal_goes_to_the_youngest_that_asked_for_it_and_back_when_that_ends)
-{
-    Recorder older(type::normal_termination | type::user_signal_1);
-    {
-        Recorder younger(type::user_signal_1);
-        ::raise(SIGUSR1);
-        younger.expect(type::user_signal_1);
-        ::raise(SIGTERM);
-        older.expect(type::normal_termination);
-        EXPECT_TRUE(younger.silent());
-        EXPECT_EQ(Handler::active_handler(), &younger);
-    }
-    ::raise(SIGUSR1);
-    older.expect(type::user_signal_1);
-}
-
-TEST(Handler_test, the_former_action_comes_back_with_the_end_of_the_last_handler)
+TEST_F(Handler_test, a_signal_goes_to_the_youngest_that_asked_for_it_and_in_the_end_to_the_former_action)
 {
     static std::atomic<int> former_calls{0};
-    struct sigaction former {};
-    former.sa_handler = [](int) { ++former_calls; };
-    struct sigaction original {};
-    ASSERT_EQ(::sigaction(SIGUSR1, &former, &original), 0);
-    {
-        auto older = std::make_unique<Recorder>(type::user_signal_1);
-        Recorder younger(type::user_signal_1);
-        older.reset(); // not in the reverse order of their making
+    const auto original = std::signal(SIGUSR1, [](int) { ++former_calls; });
+    auto older = std::make_unique<Recorder>(type::normal_termination | type::user_signal_1);
+    for (const bool reverse : {true, false}) {
+        auto younger = std::make_unique<Recorder>(type::user_signal_1);
+        EXPECT_EQ(Handler::active_handler(), younger.get());
         ::raise(SIGUSR1);
-        younger.expect(type::user_signal_1);
+        younger->expect(type::user_signal_1);
+        ::raise(SIGTERM);
+        older->expect(type::normal_termination);
+        (reverse ? younger : older).reset(); // handlers may end in any order
+        ::raise(SIGUSR1);
+        (reverse ? older : younger)->expect(type::user_signal_1);
     }
     EXPECT_EQ(former_calls, 0);
+    EXPECT_EQ(Handler::active_handler(), nullptr);
     ::raise(SIGUSR1);
     EXPECT_EQ(former_calls, 1);
-    EXPECT_EQ(Handler::active_handler(), nullptr);
-    ::sigaction(SIGUSR1, &original, nullptr);
+    std::signal(SIGUSR1, original);
 }
 
-TEST(Handler_test, a_pipe_fault_is_reported_and_the_program_goes_on)
+TEST_F(Handler_test, a_pipe_fault_is_reported_and_the_program_goes_on)
 {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto write_to_nobody = [] {
         const Handler handler(type::all);
         std::array<int, 2> ends{};

@@ -18,15 +18,8 @@ namespace {
 struct Scene {
     std::array<int, 2> pipe{};
     std::chrono::milliseconds late_start{0};
-    std::atomic<bool> stopped{false};
     std::atomic<int> received{0};
-
-    Scene() { EXPECT_EQ(::pipe(pipe.data()), 0); }
-    ~Scene()
-    {
-        ::close(pipe[0]);
-        ::close(pipe[1]);
-    }
+    std::atomic<bool> stopped{false};
 };
 
 /// A thread that reads bytes until it shall end.
@@ -45,39 +38,24 @@ void* read_until_stopped(void* argument)
     return nullptr;
 }
 
-template <class Condition> void wait_for(Condition condition)
+TEST(Terminator_test, kill_ends_the_wait_also_when_it_comes_before_and_the_thread_returns_in_order)
 {
-    while (!condition()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (const bool early : {false, true}) {
+        Scene scene;
+        ASSERT_EQ(::pipe(scene.pipe.data()), 0);
+        scene.late_start = std::chrono::milliseconds(early ? 50 : 0);
+        Handle handle("reader");
+        ASSERT_TRUE(handle.start(&read_until_stopped, &scene, Ending::kill));
+        ASSERT_EQ(::write(scene.pipe[1], "ab", 2), 2);
+        while (!early && scene.received < 2) {
+            std::this_thread::yield();
+        }
+        EXPECT_TRUE(handle.stop() && handle.join());
+        EXPECT_TRUE(scene.stopped);
+        EXPECT_EQ(scene.received, early ? 0 : 2);
+        ::close(scene.pipe[0]);
+        ::close(scene.pipe[1]);
     }
-}
-
-class Terminator_test : public testing::Test {
-protected:
-    void start(Ending ending) { ASSERT_TRUE(handle_.start(&read_until_stopped, &scene_, ending)); }
-
-    Scene scene_;
-    Handle handle_{"reader"};
-};
-
-TEST_F(Terminator_test, kill_ends_the_wait_and_the_thread_returns_in_order)
-{
-    start(Ending::kill);
-    ASSERT_EQ(::write(scene_.pipe[1], "ab", 2), 2);
-    wait_for([&] { return scene_.received == 2; });
-    EXPECT_TRUE(handle_.stop());
-    EXPECT_TRUE(handle_.join());
-    EXPECT_TRUE(scene_.stopped);
-    EXPECT_FALSE(handle_.kill()) << "the thread is gone";
-}
-
-TEST_F(Terminator_test, a_kill_before_the_thread_can_take_it_is_kept)
-{
-    scene_.late_start = std::chrono::milliseconds(50);
-    start(Ending::kill);
-    EXPECT_TRUE(handle_.stop());
-    EXPECT_TRUE(handle_.join());
-    EXPECT_TRUE(scene_.stopped);
 }
 
 } // namespace

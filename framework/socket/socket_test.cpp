@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,6 +17,8 @@
 
 namespace qv::socket {
 namespace {
+
+using namespace std::chrono_literals;
 
 /// A listening socket on the loopback interface and a connection to it.
 class Socket_test : public testing::Test {
@@ -76,22 +79,14 @@ TEST_F(Socket_test, a_refused_connection_shows_at_the_first_read)
 
 TEST_F(Socket_test, close_ends_the_waits_of_other_threads)
 {
-    std::atomic<int> ended{0};
-    std::thread reader([&] {
-        std::uint8_t byte = 0;
-        std::size_t size = 1;
-        EXPECT_FALSE(peer_.read(&byte, size));
-        ++ended;
-    });
-    std::thread writer([&] {
-        EXPECT_FALSE(peer_.write(much_.data(), much_.size())) << "nobody reads that";
-        ++ended;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(ended, 0);
+    std::uint8_t byte = 0;
+    std::size_t size = 1;
+    auto reader = std::async(std::launch::async, [&] { return peer_.read(&byte, size); });
+    auto writer = std::async(std::launch::async, [&] { return peer_.write(much_.data(), much_.size()); });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    EXPECT_EQ(writer.wait_for(50ms), std::future_status::timeout) << "nobody reads what it writes";
     peer_.close();
-    reader.join();
-    writer.join();
+    EXPECT_FALSE(reader.get() || writer.get());
 }
 
 std::ptrdiff_t open_descriptors()
