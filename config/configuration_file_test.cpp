@@ -108,10 +108,11 @@ TEST_F(Configuration_file_test, values_are_read_leniently_and_written_in_one_for
 
 TEST_F(Configuration_file_test, records_of_one_name_keep_their_order_and_everything_else_is_sorted)
 {
-    put("/config.xml", header + "<c z_b='t' a_b='t'><x n_c='2'/><b/><x n_c='1'/></c>");
+    put("/config.xml", header + "<c z_b='t' a_b='t'><x n_c='2' a_b='t'/><b/><x n_c='1'/></c>");
     ASSERT_TRUE(document.load() && document.save(true));
-    EXPECT_EQ(get("/config.xml"), header + "<c\r\n\t\ta_b=\"true\"\r\n\t\tz_b=\"true\">\r\n\t<b/>\r\n"
-                                           "\t<x\r\n\t\t\tn_c=\"2\"/>\r\n\t<x\r\n\t\t\tn_c=\"1\"/>\r\n</c>\r\n");
+    EXPECT_EQ(get("/config.xml"),
+              header + "<c\r\n\t\ta_b=\"true\"\r\n\t\tz_b=\"true\">\r\n\t<b/>\r\n"
+                       "\t<x\r\n\t\t\ta_b=\"true\"\r\n\t\t\tn_c=\"2\"/>\r\n\t<x\r\n\t\t\tn_c=\"1\"/>\r\n</c>\r\n");
 }
 
 TEST_F(Configuration_file_test, a_name_with_two_types_becomes_one_key_when_it_is_used)
