@@ -130,20 +130,6 @@ TEST_F(Bus_test, asks_each_new_node_who_it_is_and_keeps_the_answers)
     EXPECT_EQ(sent(), Texts{});
 }
 
-TEST_F(Bus_test, takes_identification_only_from_whoever_holds_the_address)
-{
-    receive("18FEDA80 01 31 2A");
-    receive(claim_text(0x80, node_name));
-    receive("18FEDA80 01 32 2A");
-    receive(claim_text(0x80, tractor_name));
-    receive("18FEDA80 01 33 2A");
-    const auto text = [&](name::Name name) {
-        return bus_->nodes().find_by_name(name)->manager()->identification(node::Field::software_identification);
-    };
-    EXPECT_EQ(text(node_name), "2");
-    EXPECT_EQ(text(tractor_name), "3");
-}
-
 TEST_F(Bus_test, creates_and_deletes_ecus_and_keeps_their_order)
 {
     const auto names = [this] {
@@ -233,41 +219,15 @@ TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switc
     }
 }
 
-class Log_sink final : public log::Sink {
-public:
-    Log_sink() { log::set_sink(this); }
-    ~Log_sink() override { log::set_sink(nullptr); }
-    bool accepts(log::Level) const override { return true; }
-    void write(log::Level level, log::Client client, std::string_view text) override
-    {
-        lines.push_back(std::to_string(level) + " " + std::to_string(client) + " " + std::string(text));
-    }
-    log::Client register_client(std::string_view name) override
-    {
-        names.emplace_back(name);
-        return 7;
-    }
-    Texts lines, names;
-};
-
-TEST_F(Bus_test, shows_pdus_in_the_log_and_on_the_standard_output_when_asked_to)
+TEST_F(Bus_test, writes_each_pdu_to_the_standard_output_when_asked_to)
 {
-    Log_sink sink;
-    const auto output = [this] {
-        testing::internal::CaptureStdout();
-        receive("18EA2380 41 00");
-        return testing::internal::GetCapturedStdout();
-    };
-    EXPECT_EQ(output(), "");
-    EXPECT_EQ(sink.lines, Texts{});
-
     TearDown();
-    properties_.pdu_log_enabled = properties_.pdu_trace = true;
-    properties_.title = "second";
+    properties_.pdu_trace = true;
     create_bus();
-    EXPECT_THAT(output(), testing::MatchesRegex("pdu  [ 0-9]{8,10}  0ea00  80->23  2 41 00  A\\.\n"));
-    EXPECT_EQ(sink.lines, Texts{"5 7 0ea00  80->23  2 41 00  A.  "});
-    EXPECT_EQ(sink.names, Texts{"second"});
+    testing::internal::CaptureStdout();
+    receive("18EA2380 41 00");
+    EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                testing::MatchesRegex("pdu  [ 0-9]{8,10}  0ea00  80->23  2 41 00  A\\.\n"));
 }
 
 TEST_F(Bus_test, is_not_made_without_its_names_or_its_frame_entry_and_leaves_nothing_behind)

@@ -226,17 +226,14 @@ TEST_F(Address_claim_test, tells_of_another_control_function_with_its_function_a
         name::Fields own, other;
         bool conflict;
     };
-    const auto fields = [](std::uint32_t function, std::uint32_t instance, std::uint32_t ecu_instance,
-                           std::uint32_t device_class, std::uint32_t industry_group) {
-        return name::Fields{1, 2, ecu_instance, instance, function, device_class, 0, industry_group, 1};
-    };
+    // identity, manufacturer, ECU instance, function instance, function, class, its instance, group
     const Row rows[] = {
-        {fields(129, 1, 0, 3, 2), fields(129, 1, 1, 3, 2), true}, // the ECU instance does not count
-        {fields(129, 1, 0, 3, 2), fields(129, 2, 0, 3, 2), false},
-        {fields(129, 1, 0, 3, 2), fields(130, 1, 0, 3, 2), false},
-        {fields(128, 1, 0, 3, 2), fields(128, 1, 0, 4, 2), false},
-        {fields(128, 1, 0, 3, 2), fields(128, 1, 0, 3, 1), false},
-        {fields(127, 1, 0, 3, 2), fields(127, 1, 0, 4, 1), true}, // a common function
+        {{1, 2, 0, 1, 129, 3, 0, 2, 1}, {9, 2, 1, 1, 129, 3, 0, 2, 1}, true}, // the ECU instance does not count
+        {{1, 2, 0, 1, 129, 3, 0, 2, 1}, {9, 2, 0, 2, 129, 3, 0, 2, 1}, false},
+        {{1, 2, 0, 1, 129, 3, 0, 2, 1}, {9, 2, 0, 1, 130, 3, 0, 2, 1}, false},
+        {{1, 2, 0, 1, 128, 3, 0, 2, 1}, {9, 2, 0, 1, 128, 4, 0, 2, 1}, false},
+        {{1, 2, 0, 1, 128, 3, 0, 2, 1}, {9, 2, 0, 1, 128, 3, 0, 1, 1}, false},
+        {{1, 2, 0, 1, 127, 3, 0, 2, 1}, {9, 2, 0, 1, 127, 4, 0, 1, 1}, true}, // a common function
     };
     for (const Row& row : rows) {
         ears_.clear();
@@ -247,11 +244,11 @@ TEST_F(Address_claim_test, tells_of_another_control_function_with_its_function_a
             const auto& conflict = dynamic_cast<message::Function_instance_conflict&>(message);
             conflicts.push_back(conflict.on_bus ? "on the bus" : "silent");
         });
-        claim(100, name::compose(row.other) + 0x10);
+        claim(100, name::compose(row.other));
         start_claim(249);
         pass(1);
         pass(270);
-        claim(100, name::compose(row.other) + 0x10);
+        claim(100, name::compose(row.other));
         EXPECT_EQ(conflicts, row.conflict ? (Texts{"silent", "on the bus"}) : Texts{}) << row.other.function;
     }
 }
@@ -270,13 +267,12 @@ TEST_F(Address_claim_test, says_that_it_cannot_claim_when_it_loses_an_address_an
 TEST_F(Address_claim_test, counts_the_time_for_which_it_holds_the_address_up_to_a_cap)
 {
     hold(249);
-    const std::uint32_t start = ecu_->handler().claimed_time();
-    pass(0xFFFFFF00 - start);
+    pass(0xFFFFFF00 - ecu_->handler().claimed_time());
     EXPECT_EQ(ecu_->handler().claimed_time(), 0xFFFFFF00U);
-    pass(1);
-    EXPECT_EQ(ecu_->handler().claimed_time(), 0xFFFF0000U);
-    pass(0xFFFFFFFF);
-    EXPECT_EQ(ecu_->handler().claimed_time(), 0xFFFF0000U);
+    for (const std::uint32_t tick : {1U, 0xFFFFFFFFU}) {
+        pass(tick);
+        EXPECT_EQ(ecu_->handler().claimed_time(), 0xFFFF0000U);
+    }
 }
 
 } // namespace
