@@ -185,10 +185,17 @@ TEST(Handle_test, two_owners_may_end_the_same_thread_but_not_it_itself)
 TEST(End_process_test, leaves_at_once_with_its_output_while_others_run)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
+    static bool armed = false; // in the process that is to leave at once
     static const struct Slow_end {
-        ~Slow_end() { ::_exit(99); } // would tell that static objects were destroyed
+        ~Slow_end()
+        {
+            if (armed) {
+                ::_exit(99); // tells that static objects were destroyed
+            }
+        }
     } slow_end;
     const auto leave = [] {
+        armed = true;
         ::dup2(STDERR_FILENO, STDOUT_FILENO);
         std::thread([] { std::this_thread::sleep_for(10s); }).detach();
         std::fputs("unflushed ", stdout);
