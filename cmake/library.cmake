@@ -1,18 +1,12 @@
-# flintrow_library(NAME SOURCES a.cpp ... [LINKS lib ...] [TESTS a_test.cpp ...] [TEST_LINKS lib ...])
+# What the thread sanitizer is worth running on.
+add_custom_target(threaded)
+
+# flintrow_library(NAME SOURCES a.cpp ... [LINKS lib ...] [TESTS a_test.cpp ...] [TEST_LINKS lib ...] [THREADED])
 #
 # A static library of one folder, and beside it the test program NAME_test. Links are public: whoever uses
-# the folder may use what its headers include, and nothing else.
+# the folder may use what its headers include, and nothing else. THREADED: its tests run several threads.
 function(flintrow_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;TESTS;TEST_LINKS" ${ARGN})
-    foreach(list ARG_SOURCES ARG_TESTS) # TEMPORARY
-        set(kept "")
-        foreach(file ${${list}})
-            if(EXISTS ${CMAKE_CURRENT_SOURCE_DIR}/${file})
-                list(APPEND kept ${file})
-            endif()
-        endforeach()
-        set(${list} ${kept})
-    endforeach()
+    cmake_parse_arguments(ARG "THREADED" "" "SOURCES;LINKS;TESTS;TEST_LINKS" ${ARGN})
     if(ARG_SOURCES)
         add_library(${name} STATIC ${ARG_SOURCES})
         target_link_libraries(${name} PUBLIC flintrow_options ${ARG_LINKS})
@@ -21,7 +15,11 @@ function(flintrow_library name)
         target_link_libraries(${name} INTERFACE flintrow_options ${ARG_LINKS})
     endif()
     if(FLINTROW_TESTS AND ARG_TESTS)
-        flintrow_test(${name}_test SOURCES ${ARG_TESTS} LINKS ${name} ${ARG_TEST_LINKS})
+        set(label unit)
+        if(ARG_THREADED)
+            set(label threaded)
+        endif()
+        flintrow_test(${name}_test SOURCES ${ARG_TESTS} LINKS ${name} ${ARG_TEST_LINKS} LABELS ${label})
     endif()
 endfunction()
 
@@ -36,6 +34,9 @@ function(flintrow_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE flintrow_options ${ARG_LINKS} GTest::gmock GTest::gtest_main)
+    if(NOT ARG_LABELS STREQUAL unit)
+        add_dependencies(threaded ${name})
+    endif()
     gtest_discover_tests(${name}
         DISCOVERY_TIMEOUT 60
         PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")

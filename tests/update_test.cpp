@@ -38,7 +38,7 @@ TEST_P(Update_succeeds, with_the_right_flash_content_and_status_0)
     const auto service = bench.start_service({"-v", "-w", update, "-e"});
     EXPECT_TRUE(service->says("Programming Complete!\r\n\r\n", 100s)) << service->output() << ecu->output();
     EXPECT_EQ(service->ends(), 0);
-    EXPECT_EQ(bench.flash(), bench.program());
+    EXPECT_TRUE(bench.flash() == bench.program()) << bench.flash().size();
     EXPECT_THAT(ecu->output(), HasSubstr("restarted, version 2.0.0"));
 }
 
@@ -117,7 +117,7 @@ TEST(Update, takes_the_ecu_that_the_file_fits_among_several)
     const auto ecu = bench.start_ecu();
     const auto service = bench.start_service({"-w", update, "-e"});
     EXPECT_TRUE(service->says("Programming Complete!", 60s)) << service->output();
-    EXPECT_EQ(bench.flash(), bench.program());
+    EXPECT_TRUE(bench.flash() == bench.program()) << bench.flash().size();
     EXPECT_EQ(harness::read_file(bench.path("other.bin")), "");
 }
 
@@ -134,7 +134,7 @@ TEST(Update, waits_for_an_ecu_that_comes_later_and_for_the_router)
     EXPECT_FALSE(service->says("Jumping", 2s));
     const auto ecu = bench.start_ecu();
     EXPECT_TRUE(service->says("Programming Complete!", 60s)) << service->output();
-    EXPECT_EQ(bench.flash(), bench.program());
+    EXPECT_TRUE(bench.flash() == bench.program()) << bench.flash().size();
 }
 
 } // namespace
