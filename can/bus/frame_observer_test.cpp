@@ -1,114 +1,61 @@
 #include "can/bus/frame_observer.h"
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
-#include <new>
+#include <array>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "can/network/ecu/test_kit.h"
 #include "can/network/node/manager.h"
 #include "can/network/node/node_message.h"
-#include "can/network/pdu/message_assigned_id.h"
-#include "comm/test_kit.h"
-#include "comm/time_message.h"
-
-namespace {
-std::atomic<int> allocations{0};
-} // namespace
-
-// Not inlined, or g++ takes malloc and free for a mismatched pair.
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept
-{
-    ++allocations;
-    return std::malloc(size);
-}
-[[gnu::noinline]] void* operator new(std::size_t size)
-{
-    if (void* memory = operator new(size, std::nothrow)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace qv::can_bus::bus {
 namespace {
 
-using Texts = std::vector<std::string>;
 using frame::message::Received;
+using test::Texts;
 
-template <class... Values> std::string print(const char* format, Values... values)
+std::string hex_number(std::uint64_t number)
 {
-    std::array<char, 64> buffer;
-    std::snprintf(buffer.data(), buffer.size(), format, values...);
-    return buffer.data();
+    std::ostringstream text;
+    text << std::hex << number;
+    return text.str();
 }
 
 /// "a1" for a node with the NAME 0xA1, "-" for none.
-std::string who(const std::shared_ptr<node::Node>& node)
-{
-    return node ? print("%llx", static_cast<unsigned long long>(node->name())) : "-";
-}
+std::string who(const std::shared_ptr<node::Node>& node) { return node ? hex_number(node->name()) : "-"; }
 
-/// A bus with frame dispatch whose dispatcher is drained by hand. What comes out of it is told in words.
-class Frame_observer_test : public comm::test::Core_test {
+/// A bus with frame dispatch. What comes out of it is told in words.
+class Frame_observer_test : public test::Frame_test {
 protected:
     Frame_observer_test()
     {
+        properties::Properties properties;
         properties.receive_transmitted_messages = false;
         bus = Bus::create(properties, nullptr, [](Bus& own) { return std::make_shared<Frame_observer>(own); });
-        listen<node::message::Created>(bus->dispatcher(), [this](auto& message) {
-            const auto& created = dynamic_cast<node::message::Created&>(message);
-            told.push_back("new " + moved(created));
-        });
-        listen<node::message::Changed_address>(bus->dispatcher(), [this](auto& message) {
-            told.push_back(moved(dynamic_cast<node::message::Changed_address&>(message)));
-        });
-        listen<pdu::Message_assigned_id>(bus->dispatcher(), [this](auto& message) {
+        bus_dispatcher_ = bus->dispatcher();
+        watch_frames();
+        listen(bus_dispatcher_, {node::message::Created::id, node::message::Changed_address::id},
+               [this](auto& news) {
+                   const auto& node = dynamic_cast<node::message::Node_message&>(news);
+                   told.push_back((news.get_assigned_id() == node::message::Created::id ? "new " : "") +
+                                  hex_number(node.name) + "@" + hex_number(node.source_address));
+               });
+        listen(bus_dispatcher_, {pdu::Message_assigned_id::id}, [this](auto& message) {
             const auto& pdu = *dynamic_cast<pdu::Message_assigned_id&>(message).pdu;
-            told.push_back(print("pdu %x/%u of ", pdu.pgn, pdu.length) + who(pdu.source_node) + " held by " +
-                           who(pdu.address_holder));
-        });
-        listen<frame::message::Transmitted>(bus->dispatcher(), [this](auto& message) {
-            const auto& frame = dynamic_cast<frame::message::Transmitted&>(message);
-            told.push_back(
-                print("sent %08X %02X %02X %02X", frame.identifier, frame.data[0], frame.data[1], frame.data[2]));
+            told.push_back("pdu " + hex_number(pdu.pgn) + "/" + std::to_string(pdu.length) + " of " +
+                           who(pdu.source_node) + " held by " + who(pdu.address_holder));
         });
     }
+    ~Frame_observer_test() override { ears_.clear(); }
 
-    static std::string moved(const node::message::Node_message& message)
+    /// What comes of a frame.
+    Texts told_of(const std::string& frame)
     {
-        return print("%llx@%x", static_cast<unsigned long long>(message.name), message.source_address);
-    }
-
-    /// "18EEFF80 A1 00": the identifier, then the data. Gives what came of it.
-    Texts receive(const std::string& text)
-    {
-        std::vector<std::uint8_t> data;
-        for (std::size_t position = 8; position + 3 <= text.size(); position += 3) {
-            data.push_back(static_cast<std::uint8_t>(std::stoul(text.substr(position + 1, 2), nullptr, 16)));
-        }
-        const auto identifier = static_cast<std::uint32_t>(std::stoul(text.substr(0, 8), nullptr, 16));
-        return receive(std::make_unique<Received>(data, identifier));
-    }
-    Texts receive(std::unique_ptr<Received> frame)
-    {
-        bus->dispatcher()->post(std::move(frame));
-        bus->dispatcher()->process_queue();
+        receive(frame);
         return std::exchange(told, {});
     }
-    void pass(std::uint32_t milliseconds)
-    {
-        comm::primary_dispatcher()->post(
-            std::make_unique<comm::message::time_elapsed::Time_elapsed>(milliseconds));
-        comm::primary_dispatcher()->process_queue();
-        bus->dispatcher()->process_queue();
-        told.clear();
-    }
 
-    properties::Properties properties;
     std::unique_ptr<Bus> bus;
     Texts told;
 };
@@ -127,7 +74,7 @@ class Sender_tracking : public Frame_observer_test, public testing::WithParamInt
 TEST_P(Sender_tracking, tells_who_sent_what)
 {
     for (const Row& row : GetParam().rows) {
-        EXPECT_EQ(receive(row.frame), row.told) << row.frame;
+        EXPECT_EQ(told_of(row.frame), row.told) << row.frame;
     }
 }
 
@@ -177,68 +124,45 @@ TEST_F(Frame_observer_test, knows_extended_data_frames_only)
 {
     const std::vector<std::uint8_t> data{1};
     receive(a1_at_80);
-    EXPECT_EQ(receive(std::make_unique<Received>(data, 0x18FEDA80, true, true, false)), Texts{});
-    EXPECT_EQ(receive(std::make_unique<Received>(data, 0x18FEDA80, false, false, false)), Texts{});
-    EXPECT_EQ(receive(std::make_unique<Received>(data, 0x18FEDA80, false, true, true)), Texts{});
-    EXPECT_EQ(receive(std::make_unique<Received>(data, 0x18FEDA80, false, true, false)).size(), 1U);
+    told.clear();
+    for (const auto& [error, extended, remote] : std::vector<std::array<bool, 3>>{
+             {true, true, false}, {false, false, false}, {false, true, true}, {false, true, false}}) {
+        bus_dispatcher_->post(std::make_unique<Received>(data, 0x18FEDA80, error, extended, remote));
+    }
+    drain();
+    EXPECT_EQ(told.size(), 1U);
 }
 
 TEST_F(Frame_observer_test, has_strangers_asked_for_their_claims_but_seldom)
 {
-    const Texts asked{"sent 18EAFFFE 00 EE 00"}; // the ECU holds no address yet
+    const Texts asked{"18EAFFFE 00 EE 00"}; // the ECU holds no address yet
+    const auto asked_after = [this](const std::string& frame) {
+        EXPECT_EQ(told_of(frame), Texts{});
+        return sent();
+    };
     bus->create_ecu(0x77, {});
-    EXPECT_EQ(receive("18FEDA80 01"), asked);
-    EXPECT_EQ(receive("18FEDA81 01"), Texts{}); // lost without a count
+    EXPECT_EQ(asked_after("18FEDA80 01"), asked);
+    EXPECT_EQ(asked_after("18FEDA81 01"), Texts{}); // lost without a count
     pass(999);
-    EXPECT_EQ(receive("18FEDA80 01"), Texts{});
+    EXPECT_EQ(asked_after("18FEDA80 01"), Texts{});
     pass(1);
     for (int request = 1; request <= 3; ++request, pass(1000)) {
-        EXPECT_EQ(receive("18FEDA81 01"), asked);
+        EXPECT_EQ(asked_after("18FEDA81 01"), asked);
     }
-    EXPECT_EQ(receive("18FEDA81 01"), Texts{});
-    EXPECT_EQ(receive("18FEDAFF 01"), asked);
+    EXPECT_EQ(asked_after("18FEDA81 01"), Texts{});
+    EXPECT_EQ(asked_after("18FEDAFF 01"), asked);
 }
 
-TEST_F(Frame_observer_test, spends_the_request_also_while_there_is_no_ecu_to_send_it)
-{
-    EXPECT_EQ(receive("18FEDA80 01"), Texts{});
-    bus->create_ecu(0x77, {});
-    EXPECT_EQ(receive("18FEDA81 01"), Texts{});
-}
-
-TEST_F(Frame_observer_test, hands_each_node_to_its_manager_with_the_first_claim)
-{
-    receive(a1_at_80);
-    EXPECT_TRUE(bus->nodes().find_by_name(0xA1)->manager()->is_address_known());
-}
-
-TEST_F(Frame_observer_test, remembers_a_bounded_number_of_names)
+TEST_F(Frame_observer_test, remembers_a_bounded_number_of_names_and_hands_each_to_its_manager)
 {
     for (unsigned name = 0; name < 1100; ++name) {
-        receive(print("18EEFF80 %02X %02X 00 00 00 00 00 01", name & 0xFF, name >> 8));
+        receive(test::claim_text(0x80, 0x0100000000000000 + name));
     }
-    EXPECT_EQ(bus->nodes().nodes().size(), 1024U);
-    EXPECT_EQ(receive("18EEFF80 01 00 00 00 00 00 00 01").back().substr(0, 13), "pdu ee00/8 of"); // known still
-    EXPECT_EQ(receive("18EEFF80 01 00 00 00 00 00 00 02").size(), 1U);
-}
-
-TEST_F(Frame_observer_test, allocates_the_pdu_its_envelope_and_the_copies_of_the_subscribers)
-{
-    receive(a1_at_80);
-    ears_.clear();
-    int heard = 0;
-    ears_.add(std::make_shared<comm::test::Ear>(bus->pdu_dispatcher_id(), 0xFEDA, [&](auto&) { ++heard; }));
-    const auto cost_of_a_frame = [this] {
-        const std::vector<std::uint8_t> data{1, 2, 3, 4, 5, 6, 7, 8};
-        std::unique_ptr<comm::message::Message> frame = std::make_unique<Received>(data, 0x18FEDA80);
-        const int before = allocations;
-        bus->dispatcher()->post(frame);
-        bus->dispatcher()->process_queue();
-        return allocations - before;
-    };
-    cost_of_a_frame();
-    EXPECT_EQ(cost_of_a_frame(), 2 + 3); // subscribers to the frame, to the envelope, to the PDU
-    EXPECT_EQ(heard, 2);
+    ASSERT_EQ(bus->nodes().nodes().size(), 1024U);
+    EXPECT_TRUE(bus->nodes().nodes().back()->manager()->is_address_known());
+    told.clear();
+    EXPECT_EQ(told_of(test::claim_text(0x81, 0x0100000000000001)).front(), "100000000000001@81"); // known still
+    EXPECT_EQ(told_of(test::claim_text(0x82, 0xFF)), Texts{"pdu ee00/8 of - held by -"});
 }
 
 } // namespace

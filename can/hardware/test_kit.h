@@ -1,0 +1,79 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include "comm/master.h"
+#include "comm/time_message.h"
+#include "framework/socket/address.h"
+#include "framework/socket/socket.h"
+
+namespace qv::can_bus::hardware::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Waits for what other threads do. False when it does not come.
+inline bool await(const std::function<bool()>& condition)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+/// Posts a message to the primary dispatcher and hands it on to all threads.
+template <class Message, class... Arguments> void announce(Arguments... arguments)
+{
+    comm::primary_dispatcher()->post(std::make_unique<Message>(arguments...));
+    comm::primary_dispatcher()->process_queue();
+}
+
+/// The dispatcher of one of the router client's threads, empty when that does not run.
+inline std::shared_ptr<comm::Dispatcher> client_thread(const char* name)
+{
+    return comm::find_dispatcher_by_name(std::string("CAN bus router client ") + name);
+}
+
+/// The router's end of a connection.
+class Router {
+public:
+    Router() { EXPECT_TRUE(listening_.listen_on(socket::loopback_address(), AF_INET, 0, false, true)); }
+
+    std::uint16_t port() const { return listening_.port(); }
+    /// Ticks until the client has connected.
+    bool accept()
+    {
+        return await([this] {
+            announce<comm::message::time_elapsed::Milliseconds_500>();
+            return client_thread("transmitter") && listening_.accept(connection_);
+        });
+    }
+    void hang_up() { connection_.close(); }
+    void send(const Bytes& bytes) { EXPECT_TRUE(connection_.write(bytes.data(), bytes.size())); }
+    Bytes receive(std::size_t count)
+    {
+        Bytes bytes(count);
+        for (std::size_t size = 0, more = 0; size < count; size += more) {
+            more = count - size;
+            EXPECT_TRUE(connection_.wait_readable(10000) && connection_.read(bytes.data() + size, more));
+        }
+        return bytes;
+    }
+
+private:
+    socket::Socket listening_{false, "listening router"};
+    socket::Socket connection_{false, "router"};
+};
+
+} // namespace qv::can_bus::hardware::test
