@@ -8,11 +8,6 @@ if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Release)
 endif()
 
-find_program(CCACHE ccache)
-if(CCACHE)
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
-endif()
-
 add_library(flintrow_options INTERFACE)
 target_compile_options(flintrow_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)

@@ -175,7 +175,7 @@ TEST_F(Bus_thread_router_test, moves_frames_up_within_a_tick_and_down_without_on
 {
     start();
     ASSERT_TRUE(router.accept());
-    for (const comm::message::Id pgn : {0xEE00, 0xFEDA, 0xEA00}) {
+    for (const comm::message::Id pgn : {0xEE00U, 0xFEDAU, 0xEA00U}) {
         comm::find_dispatcher_by_name("CAN bus PDU")->add_route(pgn, own->id());
     }
     tick();
