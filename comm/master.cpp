@@ -46,6 +46,7 @@ public:
     void announce_stop();
 
     const std::shared_ptr<Dispatcher>& primary() const noexcept { return primary_; }
+    void mark_stopping() noexcept { stopping_ = true; }
     bool stopping() const noexcept { return stopping_; }
 
     std::shared_ptr<thread::Handle> primary_thread;
@@ -137,7 +138,7 @@ void Master::remove(Dispatcher_id id)
 
 void Master::announce_stop()
 {
-    stopping_ = true;
+    mark_stopping();
     message::shutdown::Application stop;
     primary_->forward(stop);
     primary_->post(stop.clone()); // ends the primary thread, when that still runs
@@ -240,6 +241,13 @@ bool core_is_stopping()
 {
     const auto master = Master::get();
     return master && master->stopping();
+}
+
+void mark_core_stopping()
+{
+    if (const auto master = Master::get()) {
+        master->mark_stopping();
+    }
 }
 
 std::shared_ptr<Dispatcher> create_dispatcher(std::string_view name, bool with_signal)

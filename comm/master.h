@@ -33,8 +33,12 @@ inline constexpr std::uint32_t time_tick = 0x40;
 /// Announces the stop to all threads, waits for the primary thread, releases the handlers, which ends the
 /// other threads still running, then the primary dispatcher and the core. Called by the thread that started it.
 void master_stop();
-/// Whether `master_stop` has begun; false without a core.
+/// Whether the stop was announced, by `handler::Shutdown` or by `master_stop`; false without a core. Whoever
+/// subscribes to `shutdown::Application` looks here afterwards: the message may have gone by already.
 bool core_is_stopping();
+/// Marks the stop as announced. Called before the message is posted, so that a subscriber misses one of the
+/// two at most.
+void mark_core_stopping();
 
 /// All of the following answer with an empty result while there is no core.
 ///

@@ -8,7 +8,8 @@
 
 namespace qv::comm::message::shutdown {
 
-/// Every thread must stop now; the last message of a run. Posted by `handler::Shutdown` alone.
+/// Every thread must stop now; the last message of a run. Posted by `handler::Shutdown`, and once more by
+/// `master_stop`: a thread may get it twice.
 class Application final : public Cloneable<Application> {
 public:
     static constexpr Id id = 0x40000;

@@ -98,6 +98,7 @@ void Shutdown::post_application()
         }
     }
     log::write(level_progress, log_module_, "shutdown application");
+    mark_core_stopping();
     post_to(dispatcher_id(), std::make_unique<Application>());
 }
 
