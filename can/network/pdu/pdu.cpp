@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "framework/byte_text.h"
+
 namespace qv::can_bus::pdu {
 
 PDU::PDU(std::uint32_t identifier, Byte_array payload)
@@ -23,38 +25,18 @@ PDU::PDU(std::uint32_t identifier, Byte_array payload)
 
 std::unique_ptr<comm::message::Message> PDU::clone() const { return std::make_unique<PDU>(*this); }
 
-namespace {
-
-template <class... Values> void append(std::string& line, const char* format, Values... values)
-{
-    char piece[32];
-    const int written = std::snprintf(piece, sizeof piece, format, values...);
-    line.append(piece, static_cast<std::size_t>(written));
-}
-
-} // namespace
-
 std::string text(const PDU& pdu)
 {
-    std::string line;
-    line.reserve(32 + 4 * std::size_t{pdu.data.size()});
-    append(line, "%05x  %02x", pdu.pgn, pdu.source_address);
+    char group[32];
+    char destination[16] = "    ";
+    char length[16];
+    std::snprintf(group, sizeof group, "%05x  %02x", pdu.pgn, pdu.source_address);
     if (pdu.pdu1) {
-        append(line, "->%02x", pdu.destination_address);
-    } else {
-        line += "    ";
+        std::snprintf(destination, sizeof destination, "->%02x", pdu.destination_address);
     }
-    append(line, "  %u ", pdu.length);
-    const char* separator = "";
-    for (const std::uint8_t byte : pdu.data.bytes()) {
-        append(line, "%s%02x", separator, unsigned{byte});
-        separator = " ";
-    }
-    line += "  ";
-    for (const std::uint8_t byte : pdu.data.bytes()) {
-        line += byte < 32 ? '.' : static_cast<char>(byte);
-    }
-    return line;
+    std::snprintf(length, sizeof length, "  %u", pdu.length);
+    const auto bytes = pdu.data.empty() ? " " : to_hex_text(pdu.data, all_bytes, {.spaced = true});
+    return std::string(group) + destination + length + bytes + "  " + to_printable_text(pdu.data);
 }
 
 } // namespace qv::can_bus::pdu

@@ -1,39 +1,34 @@
 #include "can/network/pdu/pdu.h"
 
+#include <tuple>
+
 #include <gtest/gtest.h>
 
 namespace qv::can_bus::pdu {
 namespace {
 
-struct Mapping {
-    std::uint32_t identifier, pgn, source, destination;
-    bool pdu1, global;
-};
-
-class Identifier_test : public testing::TestWithParam<Mapping> {};
-
-TEST_P(Identifier_test, is_split_into_group_and_addresses_and_joined_again)
+TEST(Pdu_test, splits_an_identifier_into_group_and_addresses_and_joins_them_again)
 {
-    const auto& row = GetParam();
-    const PDU pdu(row.identifier, Byte_array{});
-    EXPECT_EQ(pdu.pgn, row.pgn);
-    EXPECT_EQ(pdu.source_address, row.source);
-    EXPECT_EQ(pdu.destination_address, row.destination);
-    EXPECT_EQ(pdu.pdu1, row.pdu1);
-    EXPECT_EQ(pdu.global, row.global);
-    EXPECT_EQ(identifier(row.identifier >> 26, row.pgn, row.destination, row.source), row.identifier);
+    struct Row {
+        std::uint32_t identifier, pgn, destination;
+        bool pdu1, global;
+    };
+    // clang-format off
+    for (const auto& row : {
+            Row{0x18EEFF80, 0x0EE00, 0xFF, true,  true},
+            Row{0x18FEDA80, 0x0FEDA, 0xFE, false, true},
+            Row{0x18EA2380, 0x0EA00, 0x23, true,  false},
+            Row{0x19F80180, 0x1F801, 0xFE, false, true},    // data page
+            Row{0x0DEF2180, 0x1EF00, 0x21, true,  false},   // data page of a PDU1
+            Row{0x18F00080, 0x0F000, 0xFE, false, true}}) { // the first PDU2
+        // clang-format on
+        SCOPED_TRACE(row.identifier);
+        const PDU pdu(row.identifier, Byte_array{});
+        EXPECT_EQ(std::tuple(pdu.pgn, pdu.source_address, pdu.destination_address, pdu.pdu1, pdu.global),
+                  std::tuple(row.pgn, 0x80U, row.destination, row.pdu1, row.global));
+        EXPECT_EQ(identifier(row.identifier >> 26, row.pgn, row.destination, 0x80), row.identifier);
+    }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Rows, Identifier_test, testing::Values(
-    Mapping{0x18EEFF80, 0x0EE00, 0x80, 0xFF, true,  true},
-    Mapping{0x18FEDA80, 0x0FEDA, 0x80, 0xFE, false, true},
-    Mapping{0x18EA2380, 0x0EA00, 0x80, 0x23, true,  false},
-    Mapping{0x19F80180, 0x1F801, 0x80, 0xFE, false, true},   // data page
-    Mapping{0x0DEF21FE, 0x1EF00, 0xFE, 0x21, true,  false},  // data page of a PDU1
-    Mapping{0x1CEFFF00, 0x0EF00, 0x00, 0xFF, true,  true},
-    Mapping{0x18F00080, 0x0F000, 0x80, 0xFE, false, true})); // the first PDU2
-// clang-format on
 
 TEST(Pdu_test, a_copy_has_bytes_of_its_own_and_goes_to_the_subscribers_of_its_own_group)
 {
