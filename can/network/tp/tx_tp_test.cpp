@@ -19,23 +19,20 @@ INSTANTIATE_TEST_SUITE_P(Send, Script_test, testing::Values(
     Script{"bursts_four_packets_a_tick_and_then_waits_1255_ms", to_70 +
         "a EC00 11 06 01 FF FF CA FE 00; = EB00>80 #1-4; a EC00 11 01 01 FF FF CA FE 00;" // ignored while sending
         "+1; = EB00>80 #5-6; +1254; +1;" + abort_timeout + "= EC00>80 10 46 00 0A FF CA FE 00"},
-    Script{"sends_the_window_from_the_middle",          to_70 + "a EC00 11 03 05 FF FF CA FE 00; = EB00>80 #5-7"},
-    Script{"cuts_a_window_to_the_rest",                 to_70 + "a EC00 11 FF 09 FF FF CA FE 00; = EB00>80 #9-10"},
-    Script{"ignores_a_window_behind_the_end",           to_70 + "a EC00 11 01 0B FF FF CA FE 00"},
-    Script{"ignores_a_window_at_packet_zero",           to_70 + "a EC00 11 01 00 FF FF CA FE 00"},
-    Script{"ignores_a_window_of_another_group",         to_70 + "a EC00 11 01 01 FF FF CB FE 00"},
-    Script{"takes_a_window_without_group_for_its_own",  to_70 + "a EC00 11 01 01 FF FF 00 00 00; = EB00>80 #1-1"},
-    Script{"ignores_a_short_frame_a_stranger_and_a_cts_to_all", to_70 +
-        "a EC00 11 01 01 FF FF CA FE; ? EC00 11 01 01 FF FF CA FE 00; b EC00 11 01 01 FF FF CA FE 00;"
-        "a all EC00 11 01 01 FF FF CA FE 00"},
-    Script{"counts_extended_packets_from_the_offset",   to_2000 +
-        "a C800 15 03 05 00 00 CA FE 00; = C800>80 16 03 04 00 00 CA FE 00; = C700>80 #5-7@4"},
-    Script{"cuts_an_extended_window_to_the_rest",       to_2000 +
+    Script{"sends_a_window_from_the_middle_cut_to_the_rest_and_without_group", to_70 +
+        "a EC00 11 03 05 FF FF CA FE 00; = EB00>80 #5-7; a EC00 11 FF 09 FF FF CA FE 00; = EB00>80 #9-10;"
+        "a EC00 11 01 01 FF FF 00 00 00; = EB00>80 #1-1"},
+    Script{"ignores_a_cts_outside_the_message_of_another_group_short_to_all_and_from_others", to_70 +
+        "a EC00 11 01 0B FF FF CA FE 00; a EC00 11 01 00 FF FF CA FE 00; a EC00 11 01 01 FF FF CB FE 00;"
+        "a EC00 11 01 01 FF FF CA FE; a all EC00 11 01 01 FF FF CA FE 00; ? EC00 11 01 01 FF FF CA FE 00;"
+        "b EC00 11 01 01 FF FF CA FE 00"},
+    Script{"by_the_extended_protocol_counts_packets_from_the_offset_and_cuts_to_the_rest", to_2000 +
+        "a C800 15 03 05 00 00 CA FE 00; = C800>80 16 03 04 00 00 CA FE 00; = C700>80 #5-7@4;"
         "a C800 15 10 1D 01 00 CA FE 00; = C800>80 16 02 1C 01 00 CA FE 00; = C700>80 #285-285@284;"
         "= C700>80 02 CC CD CE CF D0 FF FF; a C800 17 D0 07 00 00 CA FE 00; ended +"},
-    Script{"ignores_an_extended_window_outside_the_message", to_2000 +
-        "a C800 15 10 1F 01 00 CA FE 00; a C800 15 10 00 00 00 CA FE 00; a C800 15 FF FF FF FF CA FE 00"},
-    Script{"by_the_extended_protocol_ignores_the_other", to_2000 + "a EC00 11 01 01 FF FF CA FE 00"},
+    Script{"by_the_extended_protocol_ignores_the_other_and_a_cts_outside_the_message", to_2000 +
+        "a EC00 11 01 01 FF FF CA FE 00; a C800 15 10 1F 01 00 CA FE 00; a C800 15 10 00 00 00 CA FE 00;"
+        "a C800 15 FF FF FF FF CA FE 00"},
     Script{"held_waits_1055_ms_and_each_hold_begins_them_again", to_15 +
         "a EC00 11 00 01 FF FF CA FE 00; +1054; a EC00 11 00 01 FF FF CA FE 00; +1054;"
         "a EC00 11 01 01 FF FF CA FE 00; = EB00>80 #1-1;"
@@ -106,24 +103,23 @@ TEST(Data_supplier_test, asks_only_for_what_its_ring_does_not_hold_and_never_beh
 {
     constexpr std::uint32_t nothing = 99;
     struct Row {
-        std::uint32_t offset;
+        std::uint32_t offset, asked;
         const char* bytes;
-        std::uint32_t asked;
     };
     Noting_supplier supplier(10);
     const Byte_array payload(counting(20));
-    for (const auto& row : std::initializer_list<Row>{{0, "01 02 03 04 05 06 07", 0},
-                                                      {7, "08 09 0A 0B 0C 0D 0E", 7}, // now it holds 4 to 13
-                                                      {5, "06 07 08 09 0A 0B 0C", nothing},
-                                                      {10, "0B 0C 0D 0E 0F 10 11", 14}, // in part
-                                                      {2, "03 04 05 06 07 08 09", 2},   // begins anew there
-                                                      {4, "05 06 07 08 09 0A 0B", 9},
-                                                      {14, "", 14},
-                                                      {0xFFFFFFFE, "", 0xFFFFFFFE}}) {
+    // clang-format off
+    for (const auto& row : {Row{0, 0, "01 02 03 04 05 06 07"},
+                            Row{7, 7, "08 09 0A 0B 0C 0D 0E"}, // now it holds 4 to 13
+                            Row{5, nothing, "06 07 08 09 0A 0B 0C"},
+                            Row{10, 14, "0B 0C 0D 0E 0F 10 11"}, // in part
+                            Row{2, 2, "03 04 05 06 07 08 09"},   // begins anew there
+                            Row{4, 9, "05 06 07 08 09 0A 0B"},
+                            Row{14, 14, ""}, Row{0xFFFFFFFE, 0xFFFFFFFE, ""}}) {
+        // clang-format on
         std::vector<std::uint8_t> view(7);
         supplier.asked = nothing;
-        const bool given = supplier.read(view, payload, row.offset);
-        EXPECT_EQ(given ? hex(view) : "", row.bytes);
+        EXPECT_EQ(supplier.read(view, payload, row.offset) ? hex(view) : "", row.bytes);
         EXPECT_EQ(supplier.asked, row.asked);
     }
 }
