@@ -26,6 +26,9 @@ bool Application::init()
     }
     observers_.add(comm::observer::make_broker<comm::message::shutdown::Application>(
         this, &Application::on_shutdown, comm::primary_dispatcher_id()));
+    if (comm::core_is_stopping()) {
+        running_ = false; // a stop during the start: its message went by before anybody listened here
+    }
     return true;
 }
 

@@ -32,17 +32,22 @@ std::shared_ptr<Run_wrapper> make_chain(const initializer::Application_descripti
     return std::make_shared<initializer::primal::Primal>(std::move(comm), description);
 }
 
+/// What the chain's `run` gives, 3 when it does not come up. The chain is taken down also when an exception comes
+/// out of it: all wrappers are still there while the threads end that call into them.
+int init_and_run(Run_wrapper& outermost)
+try {
+    return outermost.init() ? outermost.run() : 3;
+} catch (...) {
+    outermost.deinit();
+    throw;
+}
+
 /// -1 is what a wrapper's `run` gives after an orderly stop.
 int run(Run_wrapper& outermost)
 {
-    int code = 3;
-    if (outermost.init()) {
-        code = outermost.run();
-    }
-    if (!outermost.deinit() && code == -1) {
-        code = 4;
-    }
-    return code;
+    const int code = init_and_run(outermost);
+    const bool stopped = outermost.deinit();
+    return !stopped && code == -1 ? 4 : code;
 }
 
 } // namespace
