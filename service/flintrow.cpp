@@ -50,7 +50,7 @@ Flintrow::Flintrow(Environment environment, Settings read, Dispatcher_id bus_dis
 
 Flintrow::~Flintrow() { detach_ecu(); }
 
-std::string Flintrow::name() const { return settings.ecu_properties.model_name; }
+std::string Flintrow::title() const { return settings.ecu_properties.model_name; }
 
 void Flintrow::initialize()
 {
@@ -105,7 +105,7 @@ void Flintrow::detach_ecu()
 void Flintrow::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
 {
     if (options.verbose > 0) {
-        std::puts("Programmable_item_PDU_Observer::address_claim : ");
+        std::printf("Programmable_item_PDU_Observer::address_claim : ");
         std::printf("\t[0x%x] %s\r\n", address, name_text(name).c_str());
     }
     if (inventory.ecu_address_claimed(address, name, node) == 0) {

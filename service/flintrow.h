@@ -45,7 +45,7 @@ public:
     ~Flintrow() override;
 
     /// The name of the service's own ECU model.
-    std::string name() const override;
+    std::string title() const override;
 
     /// The bus has made the service's ECU: from now on the service hears the bus.
     void attach_ecu(std::shared_ptr<ecu::ECU> created);

@@ -79,7 +79,7 @@ TEST_F(Flintrow_test, asks_each_new_ecu_who_it_is)
     receive(ecu_claim);
     receive(ecu_claim);
     EXPECT_EQ(sent(), (Texts{"18EA80F9 DA FE 00", "18EA80F9 C5 FD 00"}));
-    EXPECT_THAT(said(), HasSubstr("_Observer::address_claim : \n\t[0x80] a0008600 12e00001\r\n"));
+    EXPECT_THAT(said(), HasSubstr("_Observer::address_claim : \t[0x80] a0008600 12e00001\r\n"));
     flintrow_->clear_ecu_list();
     drain();
     EXPECT_EQ(sent().at(0), "18EAFFF9 00 EE 00");

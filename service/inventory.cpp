@@ -25,10 +25,19 @@ std::string newest(const std::vector<std::string>& versions)
     return first == versions.end() ? std::string() : *first;
 }
 
+/// What an ECU tells of itself has a few hundred bytes; a longer text is cut.
+constexpr std::size_t text_limit = 8192;
+
+std::span<const std::uint8_t> cut(std::span<const std::uint8_t> bytes)
+{
+    return bytes.first(std::min(bytes.size(), text_limit));
+}
+
 } // namespace
 
 std::string text_of(std::span<const std::uint8_t> bytes)
 {
+    bytes = cut(bytes);
     return {bytes.begin(), std::find(bytes.begin(), bytes.end(), std::uint8_t{0})};
 }
 
@@ -74,11 +83,12 @@ void Inventory::software_identified(std::uint32_t address, std::span<const std::
 
 void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
+    bytes = cut(bytes);
     std::string text(bytes.begin(), bytes.end());
     std::replace_if(
         text.begin(), text.end(), [](char character) { return static_cast<unsigned char>(character) < 32; }, '.');
     std::fprintf(stderr, "%s: [raw %s]\n", "on_gwpgn", text.c_str());
-    const auto fields = split(text, '*');
+    const auto fields = split(text, '*', text_limit + 1);
     if (fields.size() != 6) {
         std::fprintf(stderr, "%s: couldn't parse: [%s] (%d entries)\n", "on_gwpgn", text.c_str(),
                      static_cast<int>(fields.size()));

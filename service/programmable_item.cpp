@@ -26,7 +26,7 @@ Software_id software_id(std::string_view field)
     if (field.substr(0, 1) == ",") {
         return {};
     }
-    auto subfields = split(field, ',');
+    auto subfields = split(field, ',', 3);
     subfields.resize(3);
     return {std::move(subfields[0]), std::move(subfields[1]), std::move(subfields[2])};
 }
@@ -45,14 +45,17 @@ bool is_hidden_name(name::Name name) noexcept
     return std::find(hidden_names.begin(), hidden_names.end(), name & hidden_name_mask) != hidden_names.end();
 }
 
-std::vector<std::string> split(std::string_view text, char separator)
+std::vector<std::string> split(std::string_view text, char separator, std::size_t limit)
 {
     std::vector<std::string> fields;
-    for (auto end = text.find(separator); end != std::string_view::npos; end = text.find(separator)) {
+    while (fields.size() < limit) {
+        const auto end = text.find(separator);
         fields.emplace_back(text.substr(0, end));
+        if (end == std::string_view::npos) {
+            break;
+        }
         text.remove_prefix(end + 1);
     }
-    fields.emplace_back(text);
     return fields;
 }
 
@@ -68,7 +71,7 @@ Programmable_item::Programmable_item(std::uint32_t source_address, name::Name ec
 void Programmable_item::set_ecu_identification(std::string_view text)
 {
     const std::array<std::string*, 5> targets = {&part_number, &serial_number, &location, &type, &manufacturer};
-    const auto fields = split(text, '*');
+    const auto fields = split(text, '*', targets.size());
     for (std::size_t index = 0; index < std::min(targets.size(), fields.size()); ++index) {
         *targets[index] = fields[index].empty() ? not_available : without_trailing_blanks(fields[index]);
     }

@@ -51,10 +51,13 @@ void Self::unsubscribe()
 void Self::on_address_claimed(comm::message::Message& message)
 {
     const auto& pdu = pdu_of(message);
-    if (pdu.data.size() != 8 || pdu.address_holder == nullptr) {
+    if (pdu.data.size() != 8 || !pdu.global || pdu.address_holder == nullptr) {
         return;
     }
-    flintrow_.on_address_claimed(pdu.source_address, name::from_bytes(pdu.data.bytes()), pdu.address_holder);
+    const auto name = name::from_bytes(pdu.data.bytes());
+    if (pdu.address_holder->name() == name) { // else the bus did not take the claim over
+        flintrow_.on_address_claimed(pdu.source_address, name, pdu.address_holder);
+    }
 }
 
 void Self::on_custom_message(comm::message::Message& message)

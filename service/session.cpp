@@ -180,7 +180,7 @@ void Session::test_bootloader_anew()
 
 void Session::begin_erasing()
 {
-    std::puts("Starting erase:");
+    std::printf("Starting erase:");
     if (hex_parser == nullptr) {
         return fail(failure::no_image);
     }

@@ -67,7 +67,7 @@ TEST_F(Session_test, programs_an_ecu)
                           "\r\nUnsupported ECU Encryption Version\r\n" +
                           "Enter bootloader... \r\nJumping to bootloader...\r\n"
                           "Bootload heartbeat detected, continuing...\r\n"
-                          "Starting erase:\n\r\n\x1B[2K\rErasing sector @ 0x00001000  :  Erasing Complete!\r\n"
+                          "Starting erase:\r\n\x1B[2K\rErasing sector @ 0x00001000  :  Erasing Complete!\r\n"
                           "\x1B[2K\rProgramming Image @ 0x00001004 (%100.00)\r\nVerifying Checksum...\r\n");
     EXPECT_EQ(sent(), (Texts{close, read}));
     EXPECT_EQ(session().progress_current * 100 + session().progress_total, 808U);

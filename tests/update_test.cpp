@@ -42,23 +42,24 @@ TEST_P(Update_succeeds, with_the_right_flash_content_and_status_0)
     EXPECT_THAT(ecu->output(), HasSubstr("restarted, version 2.0.0"));
 }
 
-INSTANTIATE_TEST_SUITE_P(moods, Update_succeeds,
-                         testing::Values(Mood{"plain", {}}, Mood{"with_a_key", {"--seed", "1234"}},
-                                         Mood{"without_heartbeat", {"--heartbeat", "off"}},
-                                         Mood{"busy_three_times", {"--busy", "3", "--busy-step", "write"}},
-                                         Mood{"one_packet_at_a_time", {"--cts-window", "1"}, 1000},
-                                         Mood{"slow_answers", {"--delay-ms", "200", "--erase-ms", "300"}},
-                                         Mood{"aborted_transport", {"--abort-transport", "2"}},
-                                         Mood{"lost_transport_frames",
-                                              {"--lose", "10", "--fault-frames", "transport"}},
-                                         Mood{"another_address_after_the_restart", {"--return-address", "130"}},
-                                         Mood{"less_than_a_frame", {}, 7}, Mood{"chunks_of_768_768_464", {}, 2000},
-                                         Mood{"bus_of_250_kbit",
-                                              {},
-                                              20000,
-                                              {"--bitrate", "250000"},
-                                              "<ecu><tp tx_dt_message_count_time_cycle_maximum_c=\"8\"/></ecu>"}),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    moods, Update_succeeds,
+    testing::Values(Mood{"plain", {}}, Mood{"with_a_key", {"--seed", "1234"}},
+                    Mood{"without_heartbeat", {"--heartbeat", "off"}},
+                    Mood{"busy_three_times", {"--busy", "3", "--busy-step", "write"}},
+                    Mood{"one_packet_at_a_time", {"--cts-window", "1"}, 1000},
+                    Mood{"slow_answers", {"--delay-ms", "200", "--erase-ms", "300"}},
+                    Mood{"aborted_transport", {"--abort-transport", "2"}},
+                    Mood{"frames_lost_on_the_way", {"--deaf", "5", "--fault-frames", "transport"}},
+                    Mood{"repeated_frames", {"--repeat", "10", "--fault-frames", "transport"}},
+                    Mood{"another_address_after_the_restart", {"--return-address", "130"}},
+                    Mood{"less_than_a_frame", {}, 7}, Mood{"chunks_of_768_768_464", {}, 2000},
+                    Mood{"bus_of_250_kbit",
+                         {},
+                         20000,
+                         {"--bitrate", "250000"},
+                         "<ecu><tp tx_dt_message_count_time_cycle_maximum_c=\"8\"/></ecu>"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 struct Failure {
     const char* name;

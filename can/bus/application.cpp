@@ -10,8 +10,7 @@
 
 namespace qv::can_bus::application {
 
-/// The core has waited for the bus thread, unless that began too late for the core to know of it. With the core
-/// gone it ends by itself.
+/// The core has waited for the bus thread when it is gone; a second join does nothing.
 Application::~Application()
 {
     release_inner();
@@ -56,6 +55,7 @@ bool Application::start()
         return false;
     }
     bus_thread_ = std::make_shared<thread::Handle>("CAN bus");
+    thread::report_lifecycle(bus_thread_, false); // so that a stop waits for it even if it has not begun yet
     return thread::argument_less::start(bus_thread_, &bus_thread::Bus_thread::thread_static, thread::Ending::join);
 }
 

@@ -104,7 +104,7 @@ void Bus_thread::create_modules()
     for (const auto factory : module::Registry::instance().factories()) {
         if (auto created = factory(bus_->dispatcher_id())) {
             log::write(log_level, bus_->log_client(), "%s created module %s", thread_title,
-                       created->name().c_str());
+                       created->title().c_str());
             modules_.push_back(std::move(created));
         }
     }

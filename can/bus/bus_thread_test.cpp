@@ -40,7 +40,7 @@ public:
         bus_outlived_module = comm::find_dispatcher(bus_) != nullptr;
         --modules_alive;
     }
-    std::string name() const override { return "test"; }
+    std::string title() const override { return "test"; }
 
 private:
     comm::Dispatcher_id bus_;

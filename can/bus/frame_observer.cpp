@@ -84,15 +84,12 @@ void Frame_observer::track_address_claim(pdu::PDU& pdu)
     Claim claim;
     claim.holder = pdu.address_holder;
     find_or_create(claim, name::from_bytes(pdu.data.bytes()));
-    if (!claim.named) {
-        return;
-    }
-    pdu.address_holder = claim.named;
+    pdu.address_holder = claim.named; // empty when there is no room: a stranger, and not the former holder
     move_address(claim, pdu.source_address);
-    if (const auto& manager = claim.named->manager(); manager && !manager->is_address_known()) {
-        manager->address_known();
+    if (claim.named && claim.named->manager() && !claim.named->manager()->is_address_known()) {
+        claim.named->manager()->address_known();
     }
-    pdu.source_node = claim.named->pdu_source.lock();
+    pdu.source_node = claim.named ? claim.named->pdu_source.lock() : nullptr;
     announce(claim);
 }
 
@@ -113,11 +110,11 @@ void Frame_observer::move_address(Claim& claim, std::uint32_t source_address)
         claim.holder->source_address = pdu::null_address;
         claim.holder_changed = true;
     }
-    if (claim.named->source_address != source_address) {
+    if (claim.named && claim.named->source_address != source_address) {
         claim.named->source_address = source_address;
         claim.named_changed = true;
     }
-    if (claim.holder_changed || claim.named_changed) {
+    if (claim.is_new || claim.holder_changed || claim.named_changed) {
         bus_.nodes().sort();
     }
 }

@@ -12,7 +12,7 @@ namespace qv::can_bus::application::module {
 class Module {
 public:
     virtual ~Module() = default;
-    virtual std::string name() const = 0;
+    virtual std::string title() const = 0;
 };
 
 } // namespace qv::can_bus::application::module

@@ -88,6 +88,7 @@ bool Bus_router::Private_implementation::start_thread(const Thread_arguments& ar
     auto own = std::make_unique<Thread_arguments>(arguments);
     own->name += suffix;
     threads_.push_back(std::make_shared<thread::Handle>(own->name));
+    thread::report_lifecycle(threads_.back(), false); // the core waits for it even if it begins after the stop
     return thread::argument::start(threads_.back(), function, std::move(own), thread::Ending::join);
 }
 
@@ -108,7 +109,7 @@ void Bus_router::Private_implementation::close()
         comm::master_stop();
         owns_core = false;
         for (const auto& thread : threads_) {
-            thread->stop(); // one that began too late for the core to know it; it ends, as there is no core
+            thread->stop(); // nothing is left to wait for when the core has joined it already
         }
     }
     threads_.clear();
@@ -175,7 +176,9 @@ bool Bus_router::read(Message& message)
     message.length = oldest.length;
     message.data = oldest.data;
     list.pop_front();
-    --*implementation_->pending;
+    if (auto& pending = *implementation_->pending; pending > 0) {
+        --pending; // this thread alone counts down
+    }
     return true;
 }
 

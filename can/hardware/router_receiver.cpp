@@ -78,10 +78,9 @@ bool Receiver::start()
 
 void Receiver::run()
 {
-    bool previous = false;
     while (running_) {
         const bool connected = arguments_.socket->is_open();
-        if (connected != std::exchange(previous, connected)) {
+        if (connected != std::exchange(connected_, connected)) {
             on_connection_changed(connected);
         }
         if (connected && !receive()) {
@@ -170,7 +169,7 @@ void Receiver::on_shutdown(comm::message::Message& /*message*/) { running_ = fal
 /// which the first read tells.
 void Receiver::on_time_elapsed(comm::message::Message& /*message*/)
 {
-    if (!arguments_.socket->is_open()) {
+    if (!connected_ && !arguments_.socket->is_open()) { // the end of the former connection is told first
         static_cast<void>(
             arguments_.socket->open(arguments_.address, AF_INET, arguments_.port, false, false, true));
     }

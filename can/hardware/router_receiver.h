@@ -50,6 +50,7 @@ private:
     Byte_array buffer_;
     std::uint32_t fill_ = 0; ///< bytes in the buffer, less than a record between two reads
     bool running_ = true;
+    bool connected_ = false; ///< as told last
     thread_arguments::Thread_arguments arguments_;
     log::Client log_client_; ///< 0 unless the connection is logged
     comm::observer::Observer_list observers_;

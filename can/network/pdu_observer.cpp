@@ -66,10 +66,14 @@ void PDU_observer::unsubscribe()
     for_each_subscription([this](std::uint32_t pgn, auto) { remove(pgn); });
 }
 
+/// Each node keeps what it told of itself; a peer that sends more than any identification holds fills no memory.
+constexpr std::uint32_t identification_size_maximum = 32768;
+
 void PDU_observer::hand_to_manager(const comm::message::Message& message, Process process)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
-    if (pdu.address_holder && pdu.address_holder->manager() && pdu.length == pdu.data.size()) {
+    if (pdu.address_holder && pdu.address_holder->manager() && pdu.length == pdu.data.size() &&
+        pdu.length <= identification_size_maximum) {
         ((*pdu.address_holder->manager()).*process)(pdu.data);
     }
 }

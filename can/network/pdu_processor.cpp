@@ -51,7 +51,8 @@ void PDU_processor::set_frame_entry(std::shared_ptr<comm::observer::Observer> fr
 void PDU_processor::on_pdu_message(comm::message::Message& message)
 {
     auto& pdu = *static_cast<pdu::Message_assigned_id&>(message).pdu; // the broker has tested the type
-    if (log_enabled_ || trace_) {
+    const auto* const sink = log_enabled_ ? log::sink() : nullptr;
+    if (trace_ || (sink != nullptr && sink->accepts(pdu_log_level))) {
         show(pdu);
     }
     dispatcher_->notify(pdu);

@@ -92,8 +92,11 @@ void Handler::request_addresses()
 
 void Handler::claim()
 {
-    enter(State::claiming);
     check_address();
+    if (!has_address()) {
+        return enter(State::idle); // was told meanwhile to want none
+    }
+    enter(State::claiming);
     ecu_.set_source_address(address_);
     ecu_.send_address_claim();
 }
@@ -112,10 +115,7 @@ void Handler::lose_contention()
     }
 }
 
-bool Handler::has_address() const noexcept
-{
-    return address_ != pdu::null_address && address_ != pdu::global_address;
-}
+bool Handler::has_address() const noexcept { return address_ < pdu::null_address; }
 
 /// Looks for another address if a node with another NAME holds the one wanted.
 void Handler::check_address()

@@ -61,7 +61,7 @@ TEST_F(Address_claim_test, does_nothing_for_an_address_that_is_none)
 {
     claim(249, higher_name);
     claim(249, lower_name); // now a node stands at the null address
-    for (const std::uint32_t address : {254U, 255U}) {
+    for (const std::uint32_t address : {254U, 255U, 256U}) {
         start_claim(address);
         pass(1000);
         receive("18EAFF80 00 EE 00");

@@ -139,8 +139,8 @@ void ECU::on_time_elapsed(comm::message::Message& message)
 void ECU::transmit(const std::shared_ptr<node::Node>& destination, std::uint32_t priority, std::uint32_t pgn,
                    std::span<const std::uint8_t> payload, bool force)
 {
-    if (payload.size() > frame_size_maximum || !(force || is_claimed())) {
-        return;
+    if (!dispatcher_ || payload.size() > frame_size_maximum || !(force || is_claimed())) {
+        return; // `dispatcher_` is empty once the ECU is closed
     }
     const std::uint32_t address = destination ? destination->source_address : pdu::global_address;
     const std::uint32_t identifier = pdu::identifier(priority & 7, pgn, address, source_address_);
