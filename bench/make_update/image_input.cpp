@@ -52,8 +52,9 @@ std::optional<Runs> read_hex(std::istream& file, const std::string& path, std::s
         }
         const auto line = text[0] == ':' ? decode(text, problem) : std::nullopt;
         if (!line || !reader.take(*line, problem)) {
-            problem = path + ":" + std::to_string(number) + ": " +
-                      (problem.empty() ? std::string("does not begin with ':'") : problem);
+            const std::string what = problem.empty() ? "does not begin with ':'" : problem;
+            problem = path;
+            problem.append(":").append(std::to_string(number)).append(": ").append(what);
             return std::nullopt;
         }
     }
