@@ -80,15 +80,13 @@ public:
 
     Dispatcher_id id() const noexcept { return id_; }
     const std::string& name() const noexcept { return name_; }
-    /// Set before any other thread can reach the dispatcher.
-    void set_signal(std::shared_ptr<thread::signal::Signal> signal) { signal_ = std::move(signal); }
     const std::shared_ptr<thread::signal::Signal>& signal() const noexcept { return signal_; }
 
     static std::uint32_t instance_count_total() noexcept;
     static std::uint32_t instance_count_current() noexcept;
 
 private:
-    friend struct Registrar; ///< the master, which gives id and name
+    friend struct Registrar; ///< the master, which gives id, name and signal
 
     using Queue = std::list<std::unique_ptr<message::Message>>;
 
@@ -108,7 +106,7 @@ private:
     mutable thread::Mutex routes_mutex_;
     std::multimap<message::Id, Route> routes_; ///< guarded by `routes_mutex_`
     std::string name_;
-    std::shared_ptr<thread::signal::Signal> signal_;
+    std::shared_ptr<thread::signal::Signal> signal_; ///< set before the dispatcher can be found, then constant
 };
 
 } // namespace qv::comm::dispatcher

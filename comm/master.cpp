@@ -4,6 +4,7 @@
 #include <map>
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "comm/handler/atom.h"
 #include "comm/handler/shutdown.h"
@@ -17,10 +18,12 @@ namespace qv::comm::dispatcher {
 
 /// Gives a dispatcher its identity.
 struct Registrar {
-    static void identify(Dispatcher& dispatcher, std::string_view name)
+    static void identify(Dispatcher& dispatcher, std::string_view name,
+                         std::shared_ptr<thread::signal::Signal> signal)
     {
         dispatcher.id_ = reinterpret_cast<Dispatcher_id>(&dispatcher);
         dispatcher.name_ = name;
+        dispatcher.signal_ = std::move(signal);
     }
 };
 
@@ -39,6 +42,7 @@ public:
 
     bool create_primary(bool with_signal);
     std::shared_ptr<Dispatcher> create(std::string_view name, bool with_signal);
+    std::shared_ptr<Dispatcher> create(std::string_view name, std::shared_ptr<thread::signal::Signal> signal);
     std::shared_ptr<Dispatcher> find(Dispatcher_id id) const;
     std::shared_ptr<Dispatcher> find_by_name(std::string_view name) const;
     void remove(Dispatcher_id id);
@@ -86,18 +90,18 @@ bool Master::create_primary(bool with_signal)
 
 std::shared_ptr<Dispatcher> Master::create(std::string_view name, bool with_signal)
 {
+    auto signal = with_signal ? thread::signal::Signal::create() : nullptr;
+    return with_signal && !signal ? nullptr : create(name, std::move(signal));
+}
+
+std::shared_ptr<Dispatcher> Master::create(std::string_view name, std::shared_ptr<thread::signal::Signal> signal)
+{
     const Lock lock(mutex_);
     if (named(name) != nullptr) {
         return nullptr;
     }
     auto created = std::make_shared<Dispatcher>();
-    if (with_signal) {
-        created->set_signal(thread::signal::Signal::create());
-        if (!created->signal()) {
-            return nullptr;
-        }
-    }
-    dispatcher::Registrar::identify(*created, name);
+    dispatcher::Registrar::identify(*created, name, std::move(signal));
     dispatchers_.emplace(created->id(), created);
     return created;
 }
@@ -254,6 +258,13 @@ std::shared_ptr<Dispatcher> create_dispatcher(std::string_view name, bool with_s
 {
     const auto master = Master::get();
     return master ? master->create(name, with_signal) : nullptr;
+}
+
+std::shared_ptr<Dispatcher> create_dispatcher(std::string_view name,
+                                              std::shared_ptr<thread::signal::Signal> signal)
+{
+    const auto master = Master::get();
+    return master ? master->create(name, std::move(signal)) : nullptr;
 }
 
 std::shared_ptr<Dispatcher> find_dispatcher(Dispatcher_id id)

@@ -44,6 +44,9 @@ void mark_core_stopping();
 ///
 /// A new dispatcher, entered under `name`. Empty when the name is in use or the signal cannot be made.
 std::shared_ptr<Dispatcher> create_dispatcher(std::string_view name, bool with_signal);
+/// The same with a signal that others may share; empty is none.
+std::shared_ptr<Dispatcher> create_dispatcher(std::string_view name,
+                                              std::shared_ptr<thread::signal::Signal> signal);
 std::shared_ptr<Dispatcher> find_dispatcher(Dispatcher_id id);
 std::shared_ptr<Dispatcher> find_dispatcher_by_name(std::string_view name);
 std::shared_ptr<Dispatcher> primary_dispatcher();

@@ -38,22 +38,20 @@ Bus::Bus(const properties::Properties& properties, std::shared_ptr<thread::signa
 
 bool Bus::construct(const Frame_entry_factory& frame_entry)
 {
-    dispatcher_ = comm::create_dispatcher(properties_.title, false);
+    dispatcher_ = comm::create_dispatcher(properties_.title, signal_);
     if (!dispatcher_) {
         return false;
     }
-    dispatcher_->set_signal(signal_);
     observers_.add(std::make_shared<Observer>(*this));
     return construct_pdu_processor(frame_entry) && construct_pdu_observers();
 }
 
 bool Bus::construct_pdu_processor(const Frame_entry_factory& frame_entry)
 {
-    pdu_processor_ = PDU_processor::create(*this);
+    pdu_processor_ = PDU_processor::create(*this, signal_);
     if (!pdu_processor_) {
         return false;
     }
-    pdu_processor_->dispatcher()->set_signal(signal_);
     if (!frame_entry) {
         return true;
     }
@@ -65,11 +63,10 @@ bool Bus::construct_pdu_processor(const Frame_entry_factory& frame_entry)
 
 bool Bus::construct_pdu_observers()
 {
-    request_processor_ = Request_processor::create(pdu_dispatcher_id(), properties_.title + " request");
+    request_processor_ = Request_processor::create(pdu_dispatcher_id(), properties_.title + " request", signal_);
     if (!request_processor_) {
         return false;
     }
-    comm::find_dispatcher(request_dispatcher_id())->set_signal(signal_);
     observers_.add(request_processor_);
     observers_.add(std::make_shared<PDU_observer>(pdu_dispatcher_id(), dispatcher_id()));
     observers_.add(std::make_shared<tp::rx::bam::manager::Manager>(pdu_dispatcher_id(), dispatcher_id()));

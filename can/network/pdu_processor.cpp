@@ -18,9 +18,9 @@ constexpr log::Level pdu_log_level = 5;
 
 } // namespace
 
-std::unique_ptr<PDU_processor> PDU_processor::create(Bus& bus)
+std::unique_ptr<PDU_processor> PDU_processor::create(Bus& bus, std::shared_ptr<thread::signal::Signal> signal)
 {
-    auto dispatcher = comm::create_dispatcher(bus.properties().title + " PDU", false);
+    auto dispatcher = comm::create_dispatcher(bus.properties().title + " PDU", std::move(signal));
     if (!dispatcher) {
         return nullptr;
     }

@@ -17,8 +17,9 @@ class Bus;
 /// Thread: the bus thread. Lifetime: the bus owns it.
 class PDU_processor {
 public:
-    /// Empty when the name of its dispatcher, the bus's title with " PDU" behind it, is taken.
-    static std::unique_ptr<PDU_processor> create(Bus& bus);
+    /// A post to its dispatcher raises `signal`, which may be empty. Empty when the name of the dispatcher, the
+    /// bus's title with " PDU" behind it, is taken.
+    static std::unique_ptr<PDU_processor> create(Bus& bus, std::shared_ptr<thread::signal::Signal> signal);
     ~PDU_processor();
     PDU_processor(const PDU_processor&) = delete;
     PDU_processor& operator=(const PDU_processor&) = delete;

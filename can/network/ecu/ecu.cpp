@@ -77,11 +77,10 @@ bool ECU::construct()
 
 bool ECU::construct_dispatchers()
 {
-    dispatcher_ = comm::create_dispatcher(properties_.model_name, false);
+    dispatcher_ = comm::create_dispatcher(properties_.model_name, bus_.signal);
     if (!dispatcher_) {
         return false;
     }
-    dispatcher_->set_signal(bus_.signal);
     pdu_processor_ = PDU_processor::create(*this, properties_.model_name + " pdu");
     if (!pdu_processor_) {
         return false;

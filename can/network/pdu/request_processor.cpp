@@ -15,9 +15,10 @@ bool source_address::Selector::accepts(std::uint32_t) const { return true; }
 namespace qv::can_bus::pdu::request_processor {
 
 std::shared_ptr<Request_processor> Request_processor::create(comm::dispatcher::Dispatcher_id pdu_dispatcher_id,
-                                                             std::string_view name)
+                                                             std::string_view name,
+                                                             std::shared_ptr<thread::signal::Signal> signal)
 {
-    auto requests = comm::create_dispatcher(name, false);
+    auto requests = comm::create_dispatcher(name, std::move(signal));
     if (!requests) {
         return nullptr;
     }

@@ -16,9 +16,11 @@ namespace qv::can_bus::pdu::request_processor {
 /// Thread: the bus thread. Its owner subscribes it after `create` and unsubscribes it before letting it go.
 class Request_processor final : public comm::observer::Observer_dispatcher_id {
 public:
-    /// Listens on `pdu_dispatcher_id`; `name` is that of the request dispatcher. Empty when the name is taken.
+    /// Listens on `pdu_dispatcher_id`; `name` and `signal`, which may be empty, are those of the request
+    /// dispatcher. Empty when the name is taken.
     static std::shared_ptr<Request_processor> create(comm::dispatcher::Dispatcher_id pdu_dispatcher_id,
-                                                     std::string_view name);
+                                                     std::string_view name,
+                                                     std::shared_ptr<thread::signal::Signal> signal = nullptr);
     ~Request_processor() override;
 
     void subscribe() override;
