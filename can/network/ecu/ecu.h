@@ -32,7 +32,7 @@ namespace address_claim::handler {
 class Handler;
 } // namespace address_claim::handler
 
-/// What an ECU needs of its bus, which outlives it.
+/// What an ECU needs of its bus. It is used until the ECU is closed, and the bus closes its ECUs before it goes.
 struct Bus_context {
     node::Table& nodes;
     comm::dispatcher::Dispatcher_id dispatcher_id;  ///< the bus's dispatcher
@@ -42,8 +42,9 @@ struct Bus_context {
 
 /// One local control function: owns a NAME, claims an address, and is the way of every PDU to the bus.
 ///
-/// Thread: the bus thread. Held by `std::shared_ptr`, also by its messages, which any thread may hold. The bus
-/// closes it when it takes it from its list; after that it is a shell that neither sends nor hears anything.
+/// Thread: the bus thread. Held by `std::shared_ptr`, also by its messages, which any thread may hold, and so at
+/// times longer than the bus lives. The bus closes it when it takes it from its list, or goes; after that it is
+/// a shell that neither sends nor hears anything.
 class ECU final : public tp::Ecu_port, public std::enable_shared_from_this<ECU> {
 public:
     static constexpr std::size_t frame_size_maximum = 8;
@@ -54,7 +55,7 @@ public:
                                        const Bus_context& bus);
     ~ECU() override;
     /// Falls silent, ends its sessions without a frame, and gives up its dispatchers with all that they hold.
-    /// Not to be called while the ECU's dispatcher is being drained.
+    /// A handler of its PDUs may call it, a handler on the ECU's own dispatcher may not.
     void close();
 
     name::Name name() const noexcept { return name_; }
@@ -103,6 +104,7 @@ public:
     comm::dispatcher::Dispatcher_id request_dispatcher_id() const;
     /// The ECU's own dispatcher, which the bus thread drains; empty once the ECU is closed.
     const std::shared_ptr<comm::dispatcher::Dispatcher>& dispatcher() const noexcept { return dispatcher_; }
+    /// These two are there until the ECU is closed.
     tp::manager::Manager& transport() noexcept { return *transport_; }
     node::Table& nodes() noexcept { return bus_.nodes; }
     void set_source_address(std::uint32_t address) noexcept { source_address_ = address; }

@@ -66,12 +66,12 @@ public:
 };
 
 /// To the ECU: send a payload of any length. A destination that is not known makes it a global one.
-class PDU_transmit final : public comm::message::Cloneable<PDU_transmit> {
+class PDU_transmit final : public comm::message::Cloneable<PDU_transmit, ECU_message> {
 public:
     static constexpr comm::message::Id id = 0x40150;
-    PDU_transmit(name::Name destination_name, std::uint32_t pdu_priority, std::uint32_t pdu_pgn,
-                 Byte_array pdu_payload)
-        : Cloneable<PDU_transmit>(id)
+    PDU_transmit(std::shared_ptr<ECU> local_ecu, name::Name destination_name, std::uint32_t pdu_priority,
+                 std::uint32_t pdu_pgn, Byte_array pdu_payload)
+        : Cloneable<PDU_transmit, ECU_message>(id, std::move(local_ecu))
         , destination(destination_name)
         , priority(pdu_priority)
         , pgn(pdu_pgn)

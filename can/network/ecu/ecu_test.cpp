@@ -111,9 +111,9 @@ TEST_F(ECU_test, lets_pass_what_is_for_it_or_for_all)
 TEST_F(ECU_test, carries_out_sends_that_the_application_asks_for_by_message)
 {
     hold(0x81);
-    tell<message::PDU_transmit>(higher_name, 3, 0xEF00, hex("01 02"));
-    tell<message::PDU_transmit>(0x1234, 7, 0xEF00, hex("03")); // nobody has this NAME
-    tell<message::PDU_transmit>(higher_name, 6, 0xEF00, *counted(9));
+    tell<message::PDU_transmit>(ecu_, higher_name, 3, 0xEF00, hex("01 02"));
+    tell<message::PDU_transmit>(ecu_, 0x1234, 7, 0xEF00, hex("03")); // nobody has this NAME
+    tell<message::PDU_transmit>(ecu_, higher_name, 6, 0xEF00, *counted(9));
     EXPECT_EQ(sent(), (Texts{"0CEF8081 01 02", "1CEFFF81 03"}));
     tell<message::tp::tx::Current_state_request>(ecu_);
     pass(4);
@@ -187,6 +187,7 @@ TEST_F(ECU_test, sends_the_date_and_a_count_at_the_interval_of_its_debug_timer)
     EXPECT_EQ(sent(), Texts{"18FFFF81 20 24 03 01 12 30 45 00"});
     pass(949);
     EXPECT_EQ(sent(), Texts{});
+    hold(0x81); // one is due while it has no address: not sent, not counted
     time::set_adjusted_time(std::numeric_limits<std::time_t>::max() / 2);
     pass(3001); // one, not three
     EXPECT_EQ(sent(), Texts{"18FFFF81 FA F8 01 01 00 00 00 01"});
@@ -203,13 +204,25 @@ TEST_F(ECU_test, is_silent_once_closed_and_goes_with_its_queued_messages)
     watch_frames();
     ecu_->close();
     EXPECT_FALSE(comm::find_dispatcher_by_name("-"));
-    send(0xEF00, "01");
+    send(0xEF00, "01", true, true); // forced
     ecu_->send_with_transport(peer_, 6, 0xEF00, counted(9));
     ecu_->send_address_claim();
     receive("18EAFF80 00 EE 00");
     pass(1000);
     EXPECT_EQ(sent(), Texts{});
     ecu_.reset();
+    EXPECT_TRUE(watched.expired());
+}
+
+TEST_F(ECU_test, may_be_closed_and_let_go_by_a_handler_of_its_pdus)
+{
+    hold(0x81);
+    const auto watched = std::weak_ptr(comm::find_dispatcher(ecu_->pdu_dispatcher_id()));
+    bool heard = false;
+    listen(watched.lock(), {0xEF00}, [&](auto&) { ecu_.reset(); });
+    listen(watched.lock(), {0xEF00}, [&](auto&) { heard = !watched.expired(); });
+    receive("18EF8180 01");
+    EXPECT_TRUE(heard);
     EXPECT_TRUE(watched.expired());
 }
 

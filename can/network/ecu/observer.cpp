@@ -92,8 +92,10 @@ void Observer::on_pdu_transmit(comm::message::Message& message)
         ecu_.transmit(destination, request.priority, request.pgn, request.payload.bytes(), false);
         return;
     }
-    ecu_.send_with_transport(destination, request.priority, request.pgn,
-                             std::make_unique<Byte_array>(request.payload));
+    auto payload = std::make_unique<Byte_array>(request.payload);
+    if (payload->size() == request.payload.size()) { // else there was no memory for the copy
+        ecu_.send_with_transport(destination, request.priority, request.pgn, std::move(payload));
+    }
 }
 
 void Observer::on_software_identification_response(comm::message::Message& message)
@@ -118,6 +120,9 @@ void Observer::on_time_elapsed(comm::message::Message& message)
 
 void Observer::send_debug_pdu()
 {
+    if (!ecu_.is_claimed()) {
+        return; // nothing would leave, and the count tells what has left
+    }
     std::array<std::uint8_t, 8> payload{};
     std::ranges::copy(utc_now(), payload.begin());
     payload.back() = debug_count_++;

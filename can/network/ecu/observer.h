@@ -30,7 +30,7 @@ private:
 
     ECU& ecu_;
     std::uint32_t debug_elapsed_ = 0; ///< milliseconds since the last debug PDU was due
-    std::uint8_t debug_count_ = 0;    ///< debug PDUs sent
+    std::uint8_t debug_count_ = 0;    ///< debug PDUs that have left; begins again at 0 after 255
 };
 
 } // namespace qv::can_bus::ecu

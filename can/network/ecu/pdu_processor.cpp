@@ -36,8 +36,9 @@ void PDU_processor::on_pdu_message(comm::message::Message& message)
 {
     auto& pdu = *static_cast<pdu::Message_assigned_id&>(message).pdu; // the broker has tested the type
     if (pdu.global || pdu.destination_address == ecu_.source_address()) {
-        dispatcher_->notify(pdu);
-        dispatcher_->forward(pdu);
+        const auto dispatcher = dispatcher_; // a handler may close the ECU, and this processor goes with it
+        dispatcher->notify(pdu);
+        dispatcher->forward(pdu);
     }
 }
 
