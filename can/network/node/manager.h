@@ -22,7 +22,7 @@ namespace qv::can_bus::node::detail {
 /// Asks its node once who it is, keeps the answers, and reports them in one `Diagnostic_information`. Also
 /// keeps the node's trouble codes.
 ///
-/// Thread: the bus thread. Lifetime: node and bus outlive it.
+/// Thread: the bus thread. Lifetime: the node owns it; the bus stops it before it goes, and is used no more.
 class Manager {
 public:
     Manager(Node& node, Bus_port& bus);

@@ -14,7 +14,8 @@ namespace detail {
 class Manager;
 } // namespace detail
 
-/// What the node layer needs of the bus above it. The bus outlives its nodes.
+/// What the node layer needs of the bus above it. A node may be held longer than the bus lives; its manager
+/// asks nothing of the bus once it is stopped, and the bus stops all of them before it goes.
 ///
 /// Thread: the bus thread.
 class Bus_port {
@@ -31,7 +32,8 @@ public:
 
 /// A control function seen on the bus; one object for each NAME. It stays when it loses its address.
 ///
-/// Thread: the bus thread. Held by `std::shared_ptr`.
+/// Thread: the bus thread. Held by `std::shared_ptr`, also by PDUs and messages, and so at times longer than
+/// the bus lives; it is silent then.
 class Node final : public std::enable_shared_from_this<Node> {
 public:
     /// From the 8 bytes of an address claim. Empty when the companion that is due cannot be made.
