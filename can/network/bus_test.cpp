@@ -130,6 +130,19 @@ TEST_F(Bus_test, asks_each_new_node_who_it_is_and_keeps_the_answers)
     EXPECT_EQ(sent(), Texts{});
 }
 
+TEST_F(Bus_test, keeps_no_identification_of_more_than_32_kib)
+{
+    receive(claim_text(0x80, node_name));
+    const auto node = bus_->nodes().find_by_name(node_name);
+    for (const std::size_t size : {32768U, 32769U}) {
+        auto pdu = std::make_unique<pdu::PDU>(0x18FEDA80, test::chars(std::string(size, 'x')));
+        pdu->address_holder = node;
+        post(std::make_unique<pdu::Message_assigned_id>(std::move(pdu)));
+        // without the count of fields and the last delimiter
+        EXPECT_EQ(node->manager()->identification(node::Field::software_identification).size(), 32766U);
+    }
+}
+
 TEST_F(Bus_test, creates_and_deletes_ecus_and_keeps_their_order)
 {
     const auto names = [this] {
