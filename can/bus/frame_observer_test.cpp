@@ -163,6 +163,9 @@ TEST_F(Frame_observer_test, remembers_a_bounded_number_of_names_and_hands_each_t
     told.clear();
     EXPECT_EQ(told_of(test::claim_text(0x81, 0x0100000000000001)).front(), "100000000000001@81"); // known still
     EXPECT_EQ(told_of(test::claim_text(0x82, 0xFF)), Texts{"pdu ee00/8 of - held by -"});
+    // a stranger who takes an address is not its former holder
+    EXPECT_EQ(told_of(test::claim_text(0x81, 0xFF)), (Texts{"100000000000001@fe", "pdu ee00/8 of - held by -"}));
+    EXPECT_EQ(told_of("18FEDA81 01"), Texts{});
 }
 
 } // namespace
