@@ -1,5 +1,7 @@
 #include "can/network/ecu/address_claim.h"
 
+#include <tuple>
+
 #include "can/network/ecu/ecu_kit.h"
 
 namespace qv::can_bus::ecu::address_claim::handler {
@@ -13,47 +15,33 @@ using test::Texts;
 
 const std::string request_all = "18EAFFFE 00 EE 00";
 
-class Address_claim_test : public test::Ecu_test {
-protected:
-    /// Others hold all addresses from `first` to `last`.
-    void occupy(std::uint32_t first, std::uint32_t last)
-    {
-        for (std::uint32_t address = first; address <= last; ++address) {
-            claim(address, higher_name + 0x100 * address);
-        }
-    }
-};
+class Address_claim_test : public test::Ecu_test {};
 
 TEST_F(Address_claim_test, requests_listens_claims_and_waits_before_it_holds_the_address)
 {
     start_claim(249);
     EXPECT_EQ(sent(), Texts{});
-    pass(1);
-    EXPECT_EQ(sent(), Texts{request_all});
-    pass(269);
-    EXPECT_EQ(sent(), Texts{});
-    pass(1);
-    EXPECT_EQ(sent(), Texts{"18EEFFF9 07 00 E0 12 00 81 00 A0"});
-    pass(269);
+    after(1, {request_all});
+    after(269, {});
+    after(1, {"18EEFFF9 07 00 E0 12 00 81 00 A0"});
+    after(269, {});
     EXPECT_FALSE(ecu_->is_claimed());
-    pass(1);
+    after(1, {});
     EXPECT_TRUE(ecu_->is_claimed());
     EXPECT_EQ(told(), Texts{"claimed"});
     EXPECT_EQ(ecu_->source_address(), 249U);
     EXPECT_EQ(ecu_->handler().claimed_time(), 1U); // the tick that ended the wait counts
-    EXPECT_EQ(sent(), Texts{});
 }
 
-TEST_F(Address_claim_test, carries_no_rest_of_a_late_tick_over)
+TEST_F(Address_claim_test, takes_a_late_tick_for_one_step_and_an_address_of_its_own_name_for_free)
 {
+    claim(249, own_name); // from a former run: counts as free
     start_claim(249);
-    pass(1000);
-    EXPECT_EQ(sent(), Texts{request_all});
-    pass(269);
-    EXPECT_EQ(sent(), Texts{});
-    pass(5000);
-    EXPECT_EQ(sent(), Texts{claim_text(249, own_name)});
-    pass(269);
+    after(1000, {request_all});
+    after(269, {});
+    after(5000, {claim_text(249, own_name)});
+    after(269, {});
+    EXPECT_EQ(told(), Texts{});
     EXPECT_FALSE(ecu_->is_claimed());
 }
 
@@ -65,12 +53,13 @@ TEST_F(Address_claim_test, does_nothing_for_an_address_that_is_none)
         start_claim(address);
         pass(1000);
         receive("18EAFF80 00 EE 00");
+        after(1, {});
         EXPECT_EQ(ecu_->handler().state(), Handler::State::idle);
     }
     hold(130);
     start_claim(254);
+    after(0, {});
     EXPECT_TRUE(ecu_->is_claimed());
-    EXPECT_EQ(sent(), Texts{});
     EXPECT_EQ(told(), Texts{});
 }
 
@@ -86,12 +75,13 @@ class Selection_test : public Address_claim_test, public testing::WithParamInter
 TEST_P(Selection_test, takes_the_preferred_or_the_next_free_address)
 {
     const auto& [what, preferred, taken_first, taken_last, result] = GetParam();
-    occupy(taken_first, taken_last);
+    for (std::uint32_t address = taken_first; address <= taken_last; ++address) {
+        claim(address, higher_name + 0x100 * address);
+    }
     start_claim(preferred);
     EXPECT_EQ(told(), result == preferred ? Texts{} : Texts{"changed " + std::to_string(result)}) << what;
-    pass(1);
-    pass(270);
-    EXPECT_EQ(sent(), (Texts{request_all, claim_text(result, own_name)})) << what;
+    after(1, {request_all});
+    after(270, {claim_text(result, own_name)});
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -105,74 +95,53 @@ INSTANTIATE_TEST_SUITE_P(
                     Selection{"all taken: contends for the last one", 200, 128, 247, 247},
                     Selection{"the last one itself taken: from the start", 247, 247, 247, 128}));
 
-TEST_F(Address_claim_test, counts_an_address_of_its_own_name_as_free)
-{
-    claim(249, own_name); // from a former run
-    start_claim(249);
-    pass(1);
-    pass(270);
-    EXPECT_EQ(sent(), (Texts{request_all, claim_text(249, own_name)}));
-    EXPECT_EQ(told(), Texts{});
-}
-
-/// A contender for 249 at a moment of the claim. The times of the claim are 1, 270 and 270 ms.
-struct Contention {
-    const char* moment;
+/// A moment at which another claims 249. The times of the claim are 1, 270 and 270 ms.
+struct Moment {
+    const char* what;
     std::vector<std::uint32_t> ticks; ///< before the contender's claim
-    bool is_lower;                    ///< the contender's NAME, which wins then
-    bool repeats;                     ///< the ECU claims again at once
-    Texts told;                       ///< when the contender has come
-    std::vector<std::uint32_t> quiet; ///< ticks during which it claims nothing further ...
-    std::uint32_t claim;              ///< ... before it claims this address with the next ms; 0 is never
+    bool on_bus;                      ///< the ECU uses 249 then, and answers
+    std::vector<std::uint32_t> rest;  ///< ticks until the next ms brings its claim, or it holds the address
 };
+
+/// A moment, and whether the contender has the lower NAME.
+using Contention = std::tuple<Moment, bool>;
 
 class Contention_test : public Address_claim_test, public testing::WithParamInterface<Contention> {};
 
 TEST_P(Contention_test, leaves_the_address_to_the_lower_name)
 {
-    const auto& row = GetParam();
+    const auto& [moment, is_lower] = GetParam();
+    const bool repeats = moment.on_bus && !is_lower;
+    const bool loses = moment.on_bus && is_lower;
+    const auto rest = loses ? std::vector<std::uint32_t>{1, 269} : moment.rest;
     start_claim(249);
-    for (const std::uint32_t tick : row.ticks) {
-        pass(tick);
-    }
+    pass_each(moment.ticks);
     sent();
     told();
-    claim(249, row.is_lower ? lower_name : higher_name);
-    EXPECT_EQ(sent(), row.repeats ? Texts{claim_text(249, own_name)} : Texts{}) << row.moment;
-    EXPECT_EQ(told(), row.told) << row.moment;
-    for (const std::uint32_t tick : row.quiet) {
-        pass(tick);
-    }
-    EXPECT_EQ(sent(), row.quiet.size() == 2 ? Texts{request_all} : Texts{}) << row.moment;
-    if (row.claim != 0) {
-        EXPECT_EQ(ecu_->source_address(), 254U) << row.moment;
-        pass(1);
-        EXPECT_EQ(sent(), Texts{claim_text(row.claim, own_name)}) << row.moment;
+    claim(249, is_lower ? lower_name : higher_name);
+    EXPECT_EQ(sent(), repeats ? Texts{claim_text(249, own_name)} : Texts{}) << moment.what;
+    EXPECT_EQ(told(), loses ? (Texts{"lost 249", "changed 128"}) : Texts{}) << moment.what;
+    pass_each(rest);
+    EXPECT_EQ(sent(), rest.size() == 2 ? Texts{request_all} : Texts{}) << moment.what;
+    if (!repeats) {
+        EXPECT_EQ(ecu_->source_address(), 254U) << moment.what;
+        after(1, {claim_text(128, own_name)});
         pass(270);
     }
-    EXPECT_TRUE(ecu_->is_claimed()) << row.moment;
+    EXPECT_TRUE(ecu_->is_claimed()) << moment.what;
 }
-
-const Texts lost{"lost 249", "changed 128"};
 
 INSTANTIATE_TEST_SUITE_P(
     Moments, Contention_test,
     // clang-format off
-    testing::Values(
-        Contention{"start, lower",               {},            true,  false, {},   {1, 269}, 128},
-        Contention{"start, higher",              {},            false, false, {},   {1, 269}, 128},
-        Contention{"just requested, lower",      {1},           true,  false, {},   {269}, 128},
-        Contention{"just requested, higher",     {1},           false, false, {},   {269}, 128},
-        Contention{"about to claim, lower",      {1, 269},      true,  false, {},   {}, 128},
-        Contention{"about to claim, higher",     {1, 269},      false, false, {},   {}, 128},
-        Contention{"just claiming, lower",       {1, 270},      true,  false, lost, {1, 269}, 128},
-        Contention{"just claiming, higher",      {1, 270},      false, true,  {},   {270}, 0},
-        Contention{"claiming for long, lower",   {1, 270, 269}, true,  false, lost, {1, 269}, 128},
-        Contention{"claiming for long, higher",  {1, 270, 269}, false, true,  {},   {1}, 0},
-        Contention{"just claimed, lower",        {1, 270, 270}, true,  false, lost, {1, 269}, 128},
-        Contention{"just claimed, higher",       {1, 270, 270}, false, true,  {},   {}, 0},
-        Contention{"claimed for long, lower",    {1, 270, 270, 99999}, true,  false, lost, {1, 269}, 128},
-        Contention{"claimed for long, higher",   {1, 270, 270, 99999}, false, true,  {},   {600}, 0}));
+    testing::Combine(testing::Values(
+        Moment{"start",             {},                   false, {1, 269}},
+        Moment{"just requested",    {1},                  false, {269}},
+        Moment{"about to claim",    {1, 269},             false, {}},
+        Moment{"just claiming",     {1, 270},             true,  {270}},
+        Moment{"claiming for long", {1, 270, 269},        true,  {1}},
+        Moment{"just claimed",      {1, 270, 270},        true,  {}},
+        Moment{"claimed for long",  {1, 270, 270, 99999}, true,  {600}}), testing::Bool()));
 // clang-format on
 
 TEST_F(Address_claim_test, ignores_claims_that_are_malformed_its_own_or_for_another_address)
@@ -188,20 +157,6 @@ TEST_F(Address_claim_test, ignores_claims_that_are_malformed_its_own_or_for_anot
     EXPECT_TRUE(ecu_->is_claimed());
 }
 
-TEST_F(Address_claim_test, starts_all_over_when_told_to_claim_again)
-{
-    hold(249);
-    pass(1000);
-    start_claim(130);
-    EXPECT_EQ(ecu_->source_address(), 254U);
-    EXPECT_EQ(ecu_->handler().claimed_time(), 0U);
-    pass(1);
-    pass(270);
-    pass(270);
-    EXPECT_EQ(sent(), (Texts{request_all, claim_text(130, own_name)}));
-    EXPECT_EQ(ecu_->source_address(), 130U);
-}
-
 TEST_F(Address_claim_test, answers_a_request_for_its_claim_to_all_but_only_once_it_has_claimed)
 {
     claim(0x80, higher_name);
@@ -209,25 +164,19 @@ TEST_F(Address_claim_test, answers_a_request_for_its_claim_to_all_but_only_once_
     receive("18EAFF80 00 EE 00");
     pass(1);
     receive("18EAFF80 00 EE 00");
-    EXPECT_EQ(sent(), Texts{request_all});
+    after(0, {request_all});
     pass(270);
-    receive("18EAFF80 00 EE 00");
-    receive("18EAF980 00 EE 00"); // addressed to it
-    receive("18EAF880 00 EE 00"); // addressed to another
-    receive("18EAFF80 00 EE");
-    receive("18EAFF80 00 EE 00 00");
+    // to all, to it, to another, too short, too long
+    receive_each(
+        {"18EAFF80 00 EE 00", "18EAF980 00 EE 00", "18EAF880 00 EE 00", "18EAFF80 00 EE", "18EAFF80 00 EE 00 00"});
     const std::string claim = claim_text(249, own_name);
     EXPECT_EQ(sent(), (Texts{claim, claim, claim}));
 }
 
 TEST_F(Address_claim_test, tells_of_another_control_function_with_its_function_and_instance)
 {
-    struct Row {
-        name::Fields own, other;
-        bool conflict;
-    };
     // identity, manufacturer, ECU instance, function instance, function, class, its instance, group
-    const Row rows[] = {
+    const std::vector<std::tuple<name::Fields, name::Fields, bool>> rows{
         {{1, 2, 0, 1, 129, 3, 0, 2, 1}, {9, 2, 1, 1, 129, 3, 0, 2, 1}, true}, // the ECU instance does not count
         {{1, 2, 0, 1, 129, 3, 0, 2, 1}, {9, 2, 0, 2, 129, 3, 0, 2, 1}, false},
         {{1, 2, 0, 1, 129, 3, 0, 2, 1}, {9, 2, 0, 1, 130, 3, 0, 2, 1}, false},
@@ -235,21 +184,14 @@ TEST_F(Address_claim_test, tells_of_another_control_function_with_its_function_a
         {{1, 2, 0, 1, 128, 3, 0, 2, 1}, {9, 2, 0, 1, 128, 3, 0, 1, 1}, false},
         {{1, 2, 0, 1, 127, 3, 0, 2, 1}, {9, 2, 0, 1, 127, 4, 0, 1, 1}, true}, // a common function
     };
-    for (const Row& row : rows) {
-        ears_.clear();
-        ecu_.reset();
-        ecu_ = ECU::create(name::compose(row.own), {}, {nodes_, bus_dispatcher_->id(), false, nullptr});
-        Texts conflicts;
-        listen(ecu_->dispatcher(), {message::Function_instance_conflict::id}, [&](auto& message) {
-            const auto& conflict = dynamic_cast<message::Function_instance_conflict&>(message);
-            conflicts.push_back(conflict.on_bus ? "on the bus" : "silent");
-        });
-        claim(100, name::compose(row.other));
+    hears_itself_ = false;
+    for (const auto& [own, other, conflict] : rows) {
+        create_ecu(name::compose(own));
+        claim(100, name::compose(other));
         start_claim(249);
-        pass(1);
-        pass(270);
-        claim(100, name::compose(row.other));
-        EXPECT_EQ(conflicts, row.conflict ? (Texts{"silent", "on the bus"}) : Texts{}) << row.other.function;
+        pass_each({1, 270});
+        claim(100, name::compose(other));
+        EXPECT_EQ(told(), conflict ? (Texts{"conflict 0", "conflict 1"}) : Texts{}) << other.function;
     }
 }
 
@@ -258,13 +200,13 @@ TEST_F(Address_claim_test, says_that_it_cannot_claim_when_it_loses_an_address_an
     hold(249);
     start_claim(255);
     claim(249, lower_name);
-    EXPECT_EQ(sent(), Texts{claim_text(254, own_name)});
+    after(0, {claim_text(254, own_name)});
     EXPECT_EQ(told(), Texts{"lost 249"});
-    pass(1000);
-    EXPECT_EQ(sent(), Texts{});
+    after(1000, {});
 }
 
-TEST_F(Address_claim_test, counts_the_time_for_which_it_holds_the_address_up_to_a_cap)
+TEST_F(Address_claim_test,
+       counts_the_time_for_which_it_holds_the_address_up_to_a_cap_and_starts_all_over_when_told_to)
 {
     hold(249);
     pass(0xFFFFFF00 - ecu_->handler().claimed_time());
@@ -273,6 +215,12 @@ TEST_F(Address_claim_test, counts_the_time_for_which_it_holds_the_address_up_to_
         pass(tick);
         EXPECT_EQ(ecu_->handler().claimed_time(), 0xFFFF0000U);
     }
+    start_claim(130);
+    EXPECT_EQ(ecu_->source_address(), 254U);
+    EXPECT_EQ(ecu_->handler().claimed_time(), 0U);
+    pass_each({1, 270, 270});
+    EXPECT_EQ(sent(), (Texts{request_all, claim_text(130, own_name)}));
+    EXPECT_EQ(ecu_->source_address(), 130U);
 }
 
 } // namespace

@@ -22,12 +22,15 @@ protected:
             nodes_.append(node::Node::create(node_name, *this));
             return nodes_.nodes().back();
         }));
-        watch_frames();
         create_ecu();
     }
-    void create_ecu()
+    /// In the place of the one before, if there is one.
+    void create_ecu(name::Name ecu_name = own_name)
     {
-        ecu_ = ecu::ECU::create(own_name, properties_, {nodes_, bus_dispatcher_->id(), hears_itself_, nullptr});
+        ears_.clear();
+        ecu_.reset();
+        watch_frames();
+        ecu_ = ecu::ECU::create(ecu_name, properties_, {nodes_, bus_dispatcher_->id(), hears_itself_, nullptr});
         ASSERT_TRUE(ecu_);
         using namespace ecu::message;
         listen(ecu_->dispatcher(),
@@ -61,9 +64,7 @@ protected:
     void hold(std::uint32_t address)
     {
         start_claim(address);
-        pass(1);
-        pass(270);
-        pass(270);
+        pass_each({1, 270, 270});
         ASSERT_TRUE(ecu_->is_claimed());
         sent();
         told();

@@ -1,6 +1,7 @@
 #include "can/network/ecu/ecu.h"
 
 #include <limits>
+#include <numeric>
 
 #include "can/network/ecu/configuration.h"
 #include "can/network/ecu/ecu_kit.h"
@@ -23,6 +24,7 @@ protected:
         Ecu_test::SetUp();
         claim(0x80, higher_name);
         peer_ = nodes_.find_by_name(higher_name);
+        hold(0x81);
     }
     void send(std::uint32_t pgn, const std::string& payload, bool to_peer = true, bool force = false)
     {
@@ -34,9 +36,7 @@ protected:
     {
         auto payload = std::make_unique<Byte_array>();
         payload->resize(size);
-        for (std::uint32_t index = 0; index < size; ++index) {
-            payload->begin()[index] = static_cast<std::uint8_t>(index + 1);
-        }
+        std::iota(payload->begin(), payload->begin() + size, std::uint8_t{1});
         return payload;
     }
 
@@ -45,7 +45,6 @@ protected:
 
 TEST_F(ECU_test, sends_frames_to_a_node_or_to_all_and_refuses_more_than_8_bytes)
 {
-    hold(0x81);
     send(0xEF00, "01 02");
     send(0xEF00, "01 02", false);
     send(0xFF12, "");
@@ -60,64 +59,51 @@ TEST_F(ECU_test, sends_frames_to_a_node_or_to_all_and_refuses_more_than_8_bytes)
 
 TEST_F(ECU_test, sends_nothing_without_an_address_unless_it_must)
 {
+    create_ecu();
     send(0xEF00, "01");
     send(0xEF00, "02", true, true); // forced: leaves from the null address
     EXPECT_EQ(sent(), Texts{"18EF80FE 02"});
     ecu_->send_with_transport(peer_, 6, 0xEF00, counted(8));
     ecu_->send_with_transport(peer_, 6, 0xEF00, counted(9));
     ecu_->send_fast_packet(nullptr, 6, 0x1F801, 0, counted(9)->bytes());
-    pass(10);
+    after(10, {});
     hold(0x81);
     ecu_->send_with_transport(peer_, 6, 0xEF00, nullptr);
-    pass(10);
-    EXPECT_EQ(sent(), Texts{});
+    after(10, {});
 }
 
 TEST_F(ECU_test, hears_what_it_sends_and_keeps_what_is_for_itself_off_the_wire)
 {
-    hold(0x81);
     Texts heard;
     listen(bus_dispatcher_, {frame::message::Received::id}, [&](auto& message) {
         heard.push_back(test::frame_text(dynamic_cast<frame::message::Received&>(message)));
     });
-    const auto self = nodes_.find_by_name(own_name);
-    ecu_->transmit(self, 6, 0xEF00, hex("01").bytes(), false);
-    ecu_->transmit(peer_, 6, 0xEF00, hex("02").bytes(), false);
-    drain();
-    EXPECT_EQ(sent(), Texts{"18EF8081 02"});
-    EXPECT_EQ(heard, (Texts{"18EF8181 01", "18EF8081 02"}));
+    send(0xEF00, "02");
+    peer_ = nodes_.find_by_name(own_name);
+    send(0xEF00, "01");
+    after(0, {"18EF8081 02"});
+    EXPECT_EQ(heard, (Texts{"18EF8081 02", "18EF8181 01"}));
 }
 
 TEST_F(ECU_test, lets_pass_what_is_for_it_or_for_all)
 {
-    hold(0x81);
-    Texts heard;
-    const auto pdus = comm::find_dispatcher(ecu_->pdu_dispatcher_id());
-    listen(pdus, {0xEF00, 0xFF12}, [&](auto& message) {
-        const auto& pdu = dynamic_cast<pdu::PDU&>(message);
-        heard.push_back(std::to_string(pdu.data[0]));
-    });
-    receive("18EF8180 01");
-    receive("18EFFF80 02");
-    receive("18FF1280 03");
-    receive("18EF8280 04");
-    receive("18EFFE80 05");
+    std::string heard;
+    listen(comm::find_dispatcher(ecu_->pdu_dispatcher_id()), {0xEF00, 0xFF12},
+           [&](auto& message) { heard += std::to_string(dynamic_cast<pdu::PDU&>(message).data[0]); });
+    receive_each({"18EF8180 01", "18EFFF80 02", "18FF1280 03", "18EF8280 04", "18EFFE80 05"});
     start_claim(0x82); // falls back to the null address
-    receive("18EFFE80 06");
-    receive("18EF8180 07");
-    EXPECT_EQ(heard, (Texts{"1", "2", "3", "6"}));
+    receive_each({"18EFFE80 06", "18EF8180 07"});
+    EXPECT_EQ(heard, "1236");
 }
 
 TEST_F(ECU_test, carries_out_sends_that_the_application_asks_for_by_message)
 {
-    hold(0x81);
     tell<message::PDU_transmit>(ecu_, higher_name, 3, 0xEF00, hex("01 02"));
     tell<message::PDU_transmit>(ecu_, 0x1234, 7, 0xEF00, hex("03")); // nobody has this NAME
     tell<message::PDU_transmit>(ecu_, higher_name, 6, 0xEF00, *counted(9));
     EXPECT_EQ(sent(), (Texts{"0CEF8081 01 02", "1CEFFF81 03"}));
     tell<message::tp::tx::Current_state_request>(ecu_);
-    pass(4);
-    EXPECT_EQ(sent(), Texts{"18EC8081 10 09 00 02 FF 00 EF 00"}); // RTS: 9 bytes, 2 packets
+    after(4, {"18EC8081 10 09 00 02 FF 00 EF 00"}); // RTS: 9 bytes, 2 packets
     receive("18EC8180 11 02 01 FF FF 00 EF 00");
     EXPECT_EQ(sent(), (Texts{"18EB8081 01 01 02 03 04 05 06 07", "18EB8081 02 08 09 FF FF FF FF FF"}));
     tell<message::tp::tx::Current_state_request>(ecu_);
@@ -128,21 +114,17 @@ TEST_F(ECU_test, carries_out_sends_that_the_application_asks_for_by_message)
 
 TEST_F(ECU_test, answers_with_its_software_identification)
 {
-    hold(0x81);
     using message::software_identification::Response;
     tell<Response>(ecu_, peer_, "1*2*");
     tell<Response>(ecu_, nullptr, "");
     tell<Response>(ecu_, peer_, std::string(126, '*'));
-    pass(4);
-    EXPECT_EQ(sent(), (Texts{"18FEDA81 02 31 2A 32 2A", "18FEDA81 00"}));
+    after(4, {"18FEDA81 02 31 2A 32 2A", "18FEDA81 00"});
     tell<Response>(ecu_, peer_, std::string(125, '*'));
-    pass(4);
-    EXPECT_EQ(sent(), Texts{"18EC8081 10 7E 00 12 FF DA FE 00"});
+    after(4, {"18EC8081 10 7E 00 12 FF DA FE 00"});
 }
 
 TEST_F(ECU_test, cuts_a_fast_packet_into_frames)
 {
-    hold(0x81);
     const auto send_packet = [&](std::uint32_t size) {
         ecu_->send_fast_packet(nullptr, 3, 0x1F801, 5, counted(size)->bytes());
         drain();
@@ -158,10 +140,8 @@ TEST_F(ECU_test, cuts_a_fast_packet_into_frames)
 
 TEST_F(ECU_test, reports_acknowledgments_and_keeps_them_for_the_node)
 {
-    hold(0x81);
-    receive("18E88180 00 05 FF FF 81 CA FE 00");
-    receive("18E8FF80 01 FF FF FF 80 CB FE 00");
-    receive("18E88180 00 05 FF FF 81 CC FE");
+    receive_each(
+        {"18E88180 00 05 FF FF 81 CA FE 00", "18E8FF80 01 FF FF FF 80 CB FE 00", "18E88180 00 05 FF FF 81 CC FE"});
     receive("18E88177 00 05 FF FF 81 CC FE 00"); // from nobody known
     EXPECT_EQ(told(), (Texts{"acknowledgment 0 5 129 65226", "acknowledgment 1 255 128 65227",
                              "acknowledgment 0 5 129 65228"}));
@@ -174,29 +154,21 @@ TEST_F(ECU_test, reports_acknowledgments_and_keeps_them_for_the_node)
 
 TEST_F(ECU_test, sends_the_date_and_a_count_at_the_interval_of_its_debug_timer)
 {
-    ears_.clear();
-    ecu_.reset();
     properties_.debug_timer_interval = 1000;
     create_ecu();
-    watch_frames();
     hold(0x81);                          // 541 ms
     time::set_adjusted_time(1709296245); // 2024-03-01 12:30:45 UTC
-    pass(458);
-    EXPECT_EQ(sent(), Texts{});
-    pass(1 + 50);
-    EXPECT_EQ(sent(), Texts{"18FFFF81 20 24 03 01 12 30 45 00"});
-    pass(949);
-    EXPECT_EQ(sent(), Texts{});
+    after(458, {});
+    after(1 + 50, {"18FFFF81 20 24 03 01 12 30 45 00"});
+    after(949, {});
     hold(0x81); // one is due while it has no address: not sent, not counted
     time::set_adjusted_time(std::numeric_limits<std::time_t>::max() / 2);
-    pass(3001); // one, not three
-    EXPECT_EQ(sent(), Texts{"18FFFF81 FA F8 01 01 00 00 00 01"});
+    after(3001, {"18FFFF81 FA F8 01 01 00 00 00 01"}); // one, not three
     time::set_adjusted_time(0);
 }
 
 TEST_F(ECU_test, is_silent_once_closed_and_goes_with_its_queued_messages)
 {
-    hold(0x81);
     const std::weak_ptr<ECU> watched = ecu_;
     ecu_->report<message::address::Claimed>(); // nobody takes these any more
     ecu_->dispatcher()->post(std::make_unique<message::tp::tx::Current_state_request>(ecu_));
@@ -208,15 +180,13 @@ TEST_F(ECU_test, is_silent_once_closed_and_goes_with_its_queued_messages)
     ecu_->send_with_transport(peer_, 6, 0xEF00, counted(9));
     ecu_->send_address_claim();
     receive("18EAFF80 00 EE 00");
-    pass(1000);
-    EXPECT_EQ(sent(), Texts{});
+    after(1000, {});
     ecu_.reset();
     EXPECT_TRUE(watched.expired());
 }
 
 TEST_F(ECU_test, may_be_closed_and_let_go_by_a_handler_of_its_pdus)
 {
-    hold(0x81);
     const auto watched = std::weak_ptr(comm::find_dispatcher(ecu_->pdu_dispatcher_id()));
     bool heard = false;
     listen(watched.lock(), {0xEF00}, [&](auto&) { ecu_.reset(); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -106,8 +107,18 @@ protected:
         bus_dispatcher_->post(std::make_unique<frame::message::Received>(data.bytes(), identifier));
         drain();
     }
+    void receive_each(const Texts& frames)
+    {
+        std::ranges::for_each(frames, [this](const std::string& frame) { receive(frame); });
+    }
     /// What left since the last call.
     Texts sent() { return std::exchange(frames_, {}); }
+    /// These frames, and no others, left since the last call and in the time that passes now.
+    void after(std::uint32_t milliseconds, const Texts& frames)
+    {
+        pass(milliseconds);
+        EXPECT_EQ(sent(), frames) << "after " << milliseconds << " ms";
+    }
 
 private:
     Texts frames_;

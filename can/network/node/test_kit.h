@@ -84,6 +84,10 @@ protected:
         comm::primary_dispatcher()->process_queue();
         drain();
     }
+    void pass_each(const std::vector<std::uint32_t>& ticks)
+    {
+        std::ranges::for_each(ticks, [this](std::uint32_t tick) { pass(tick); });
+    }
     virtual void drain() { bus_dispatcher_->process_queue(); }
 
     std::shared_ptr<comm::Dispatcher> bus_dispatcher_;
