@@ -1,9 +1,8 @@
 #include "can/network/bus.h"
 
-#include <filesystem>
+#include <map>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include "can/network/bus_message.h"
 #include "can/network/ecu/ecu_message.h"
@@ -57,11 +56,6 @@ protected:
             Network_test::drain();
         }
     }
-    void post(std::unique_ptr<comm::message::Message> message)
-    {
-        bus_dispatcher_->post(std::move(message));
-        drain();
-    }
     std::shared_ptr<ecu::ECU> create_ecu(name::Name name, const std::string& model_name)
     {
         ecu::properties::Properties properties;
@@ -77,16 +71,6 @@ protected:
         ear->unsubscribe();
         return created;
     }
-    void hold(const std::shared_ptr<ecu::ECU>& ecu, std::uint32_t address)
-    {
-        ecu->dispatcher()->post(std::make_unique<ecu::message::address::Start_claim>(address));
-        drain();
-        for (const std::uint32_t tick : {1U, 270U, 270U}) {
-            pass(tick);
-        }
-        ASSERT_TRUE(ecu->is_claimed());
-        sent();
-    }
 
     properties::Properties properties_;
     std::shared_ptr<thread::signal::Signal> signal_ = thread::signal::Signal::create();
@@ -95,39 +79,30 @@ protected:
 
 TEST_F(Bus_test, asks_each_new_node_who_it_is_and_keeps_the_answers)
 {
-    std::vector<node::Identification> reports;
+    std::map<name::Name, std::vector<node::Identification>> reports;
     listen(bus_dispatcher_, {node::message::Diagnostic_information::id}, [&](auto& message) {
         const auto& report = dynamic_cast<node::message::Diagnostic_information&>(message);
-        if (report.name == node_name) {
-            reports.push_back(report.identification);
-        }
+        reports[report.name].push_back(report.identification);
     });
     const auto own = create_ecu(own_name, "own");
     receive(claim_text(0x80, node_name));
-    pass(10000);
-    EXPECT_EQ(sent(), Texts{}); // there is an ECU, without an address
-    hold(own, 249);             // its own node is asked as well, off the wire
-    pass(499);
-    EXPECT_EQ(sent(), Texts{});
-    pass(1);
-    EXPECT_EQ(sent(), Texts{"18EA80F9 EB FE 00"});
+    after(10000, {}); // there is an ECU, without an address
+    hold(*own, 249);  // its own node is asked as well, off the wire
+    after(499, {});
+    after(1, {"18EA80F9 EB FE 00"});
     pass(500);
     receive("18FEEB80 41 2A 42 2A 43 2A 44 2A");
-    EXPECT_EQ(sent(), Texts{"18EA80F9 C5 FD 00"});
+    after(0, {"18EA80F9 C5 FD 00"});
     pass(500);
     receive("18FC8D80 63 2A 62 2A 6D 2A"); // before it was asked
-    EXPECT_EQ(sent(), Texts{"18EA80F9 8D FC 00"});
-    pass(500);
-    EXPECT_EQ(sent(), Texts{"18EA80F9 DA FE 00"});
-    receive("1CECFF80 20 0A 00 02 FF DA FE 00"); // BAM: 10 bytes in 2 packets
-    receive("1CEBFF80 01 02 56 31 2A 56 32 23");
-    receive("1CEBFF80 02 58 59 2A FF FF FF FF");
+    after(0, {"18EA80F9 8D FC 00"});
+    after(500, {"18EA80F9 DA FE 00"});
+    receive_each({"1CECFF80 20 0A 00 02 FF DA FE 00", // BAM: 10 bytes in 2 packets
+                  "1CEBFF80 01 02 56 31 2A 56 32 23", "1CEBFF80 02 58 59 2A FF FF FF FF"});
     EXPECT_TRUE(reports.empty());
-    pass(500);
-    ASSERT_EQ(reports.size(), 1U);
-    EXPECT_EQ(reports[0],
-              (node::Identification{"A", "B", "D", "C", "", "", "", "", "", "", "b", "c", "m", "V1; V2, XY"}));
-    EXPECT_EQ(sent(), Texts{});
+    after(500, {});
+    const node::Identification told{"A", "B", "D", "C", "", "", "", "", "", "", "b", "c", "m", "V1; V2, XY"};
+    EXPECT_EQ(reports[node_name], std::vector{told});
 }
 
 TEST_F(Bus_test, keeps_no_identification_of_more_than_32_kib)
@@ -135,22 +110,17 @@ TEST_F(Bus_test, keeps_no_identification_of_more_than_32_kib)
     receive(claim_text(0x80, node_name));
     const auto node = bus_->nodes().find_by_name(node_name);
     for (const std::size_t size : {32768U, 32769U}) {
-        auto pdu = std::make_unique<pdu::PDU>(0x18FEDA80, test::chars(std::string(size, 'x')));
-        pdu->address_holder = node;
-        post(std::make_unique<pdu::Message_assigned_id>(std::move(pdu)));
+        const Byte_array payload = test::chars(std::string(size, 'x'));
+        post(std::make_unique<frame::message::Received>(payload.bytes(), 0x18FEDA80));
         // without the count of fields and the last delimiter
         EXPECT_EQ(node->manager()->identification(node::Field::software_identification).size(), 32766U);
     }
 }
 
-TEST_F(Bus_test, creates_and_deletes_ecus_and_keeps_their_order)
+TEST_F(Bus_test, creates_ecus_in_order_that_wake_its_thread_and_deletes_them)
 {
-    const auto names = [this] {
-        std::vector<name::Name> list;
-        for (const auto& ecu : bus_->ecus()) {
-            list.push_back(ecu->name());
-        }
-        return list;
+    const auto has_ecus = [this](std::initializer_list<name::Name> names) {
+        return std::ranges::equal(bus_->ecus(), names, {}, &ecu::ECU::name);
     };
     EXPECT_FALSE(bus_->first_ecu());
     EXPECT_TRUE(create_ecu(1, "a"));
@@ -158,7 +128,7 @@ TEST_F(Bus_test, creates_and_deletes_ecus_and_keeps_their_order)
     EXPECT_TRUE(create_ecu(3, "c"));
     EXPECT_FALSE(create_ecu(4, "b")); // its dispatchers would have the names of the second one's
     EXPECT_FALSE(create_ecu(4, "CAN bus"));
-    EXPECT_EQ(names(), (std::vector<name::Name>{1, 2, 3}));
+    EXPECT_TRUE(has_ecus({1, 2, 3}));
 
     std::vector<bool> found;
     listen(bus_dispatcher_, {message::ECU_delete_response::id}, [&](auto& message) {
@@ -171,47 +141,35 @@ TEST_F(Bus_test, creates_and_deletes_ecus_and_keeps_their_order)
     bus_dispatcher_->post(std::make_unique<message::ECU_delete>(2));
     post(std::make_unique<message::ECU_delete>(2));
     EXPECT_EQ(found, (std::vector<bool>{true, false}));
-    EXPECT_EQ(names(), (std::vector<name::Name>{1, 3}));
+    EXPECT_TRUE(has_ecus({1, 3}));
     EXPECT_TRUE(second.expired());
     EXPECT_TRUE(create_ecu(4, "b"));
-}
-
-TEST_F(Bus_test, wakes_its_thread_for_a_message_to_any_of_its_dispatchers)
-{
-    const auto ecu = create_ecu(own_name, "own");
-    for (const char* name : {"CAN bus", "CAN bus PDU", "CAN bus request", "own"}) {
+    for (const char* name : {"CAN bus", "CAN bus PDU", "CAN bus request", "b"}) { // a post wakes the bus thread
         EXPECT_EQ(comm::find_dispatcher_by_name(name)->signal(), signal_) << name;
     }
 }
 
 TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switch)
 {
-    using namespace tractor_ecu::message;
-    Texts told;
-    const auto add = [&](const char* what, std::initializer_list<std::uint32_t> values) {
-        told.emplace_back(what);
-        for (const std::uint32_t value : values) {
-            told.back().append(1, ' ').append(std::to_string(value));
-        }
-    };
-    listen(bus_dispatcher_,
-           {speed_distance::Ground_0::id, speed_distance::Wheel_0::id, Key_switch_state_changed::id},
-           [&](auto& message) {
-               if (const auto* ground = dynamic_cast<speed_distance::Ground_0*>(&message)) {
-                   const auto& v = ground->values;
-                   add("ground", {v.speed, v.distance, v.direction});
-               } else if (const auto* wheel = dynamic_cast<speed_distance::Wheel_0*>(&message)) {
-                   const auto& v = wheel->values;
-                   add("wheel", {v.speed, v.distance, v.direction, v.key_switch, v.start_stop,
-                                 v.operator_direction_reversed, v.maximum_time_of_tractor_power});
-               } else {
-                   add("key", {dynamic_cast<Key_switch_state_changed&>(message).state});
-               }
-           });
-    const auto expect = [&](const std::string& frame, const Texts& expected) {
+    using tractor_ecu::message::Key_switch_state_changed;
+    using namespace tractor_ecu::message::speed_distance;
+    using Numbers = std::vector<std::vector<std::uint32_t>>; ///< for each message its id and its values
+    Numbers told;
+    listen(bus_dispatcher_, {Ground_0::id}, [&](auto& message) {
+        const auto& v = dynamic_cast<Ground_0&>(message).values;
+        told.push_back({Ground_0::id, v.speed, v.distance, v.direction});
+    });
+    listen(bus_dispatcher_, {Wheel_0::id}, [&](auto& message) {
+        const auto& v = dynamic_cast<Wheel_0&>(message).values;
+        told.push_back({Wheel_0::id, v.speed, v.distance, v.direction, v.key_switch, v.start_stop,
+                        v.operator_direction_reversed, v.maximum_time_of_tractor_power});
+    });
+    listen(bus_dispatcher_, {Key_switch_state_changed::id}, [&](auto& message) {
+        told.push_back({Key_switch_state_changed::id, dynamic_cast<Key_switch_state_changed&>(message).state});
+    });
+    const auto expect = [&](const std::string& frame, const Numbers& expected) {
         receive(frame);
-        EXPECT_EQ(told, expected) << frame;
-        told.clear();
+        EXPECT_EQ(std::exchange(told, {}), expected) << frame;
     };
     receive(claim_text(0xF0, tractor_name));
     receive(claim_text(0xF1, tractor_name | name::compose({.function_instance = 1})));
@@ -219,13 +177,14 @@ TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switc
     receive(claim_text(0xF3, tractor_name | name::compose({.function = 1})));
     receive(claim_text(0xF4, tractor_name | name::compose({.industry_group = 1})));
 
-    expect("0CFE49F0 34 12 78 56 34 12 FF FD", {"ground 4660 305419896 1"});
-    expect("0CFE48F0 34 12 78 56 34 12 0A B5", {"wheel 4660 305419896 1 1 3 2 10"}); // 1 is the first state
-    expect("0CFE48F0 00 00 00 00 00 00 00 02", {"wheel 0 0 2 0 0 0 0", "key 0"});
-    expect("0CFE48F0 00 00 00 00 00 00 00 02", {"wheel 0 0 2 0 0 0 0"});
-    expect("0CFE48F0 00 00 00 00 00 00 00", {});
-    expect("0CFE49F0 00 00 00 00 00 00 00", {});
-    expect("0CFE49F0", {});
+    expect("0CFE49F0 34 12 78 56 34 12 FF FD", {{Ground_0::id, 4660, 305419896, 1}});
+    expect("0CFE48F0 34 12 78 56 34 12 0A B5", {{Wheel_0::id, 4660, 305419896, 1, 1, 3, 2, 10}}); // 1: as at first
+    expect("0CFE48F0 00 00 00 00 00 00 00 02",
+           {{Wheel_0::id, 0, 0, 2, 0, 0, 0, 0}, {Key_switch_state_changed::id, 0}});
+    expect("0CFE48F0 00 00 00 00 00 00 00 02", {{Wheel_0::id, 0, 0, 2, 0, 0, 0, 0}});
+    for (const char* frame : {"0CFE48F0 00 00 00 00 00 00 00", "0CFE49F0 00 00 00 00 00 00 00", "0CFE49F0"}) {
+        expect(frame, {});
+    }
     for (const char* other : {"F1", "F2", "F3", "F4", "F5"}) {
         expect(std::string("0CFE49") + other + " 34 12 78 56 34 12 FF FD", {});
         expect(std::string("0CFE48") + other + " 34 12 78 56 34 12 0A B5", {});
@@ -265,7 +224,7 @@ TEST_F(Bus_test, leaves_ecus_and_nodes_that_others_still_hold_behind_in_silence)
     const auto ecu = create_ecu(own_name, "own");
     receive(claim_text(0x80, node_name));
     const auto node = bus_->nodes().find_by_name(node_name);
-    hold(ecu, 249);
+    hold(*ecu, 249);
     bus_dispatcher_->post(std::make_unique<message::ECU_delete_response>(own_name, ecu));
     TearDown();
     EXPECT_FALSE(ecu->is_claimed());
@@ -277,24 +236,18 @@ TEST_F(Bus_test, leaves_ecus_and_nodes_that_others_still_hold_behind_in_silence)
 
 TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
 {
-    const auto path = std::filesystem::temp_directory_path() / ("bus_" + std::to_string(::getpid()) + ".xml");
-    EXPECT_EQ(properties::read().title, "CAN bus"); // no configuration
-    ASSERT_TRUE(config::create_primary(path.string()));
-    auto& configuration = *config::primary_configuration();
-    config::Object* const bus = configuration.find_object("can_bus", true);
-    configuration.set_boolean(configuration.find_object("pdu", true, bus), "trace", true);
-    configuration.set_decimal(configuration.find_object("address_claim/requester", true, bus), "time_threshold",
-                              5);
+    EXPECT_EQ(properties::read().title, "CAN bus");           // no configuration
+    ASSERT_TRUE(config::create_primary("/proc/nowhere.xml")); // where nothing can be saved
+    auto& document = *config::primary_configuration();
+    config::Object* const bus = document.find_object("can_bus", true);
+    document.set_boolean(document.find_object("pdu", true, bus), "trace", true);
+    document.set_decimal(document.find_object("address_claim/requester", true, bus), "time_threshold", 5);
     const properties::Properties read = properties::read();
     EXPECT_TRUE(read.pdu_trace);
     EXPECT_FALSE(read.pdu_log_enabled);
     EXPECT_EQ(read.time_threshold, 5U);
-    EXPECT_EQ(configuration.get_decimal(configuration.find_object("node", false, bus), "timeout", 0, false),
-              3600000U);
+    EXPECT_EQ(document.get_decimal(document.find_object("node", false, bus), "timeout", 0, false), 3600000U);
     config::destroy_primary();
-    for (const char* suffix : {"", ".backup", ".temp"}) {
-        std::filesystem::remove(path.string() + suffix);
-    }
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 #pragma once
 
 #include "can/network/ecu/address_claim.h"
-#include "can/network/ecu/ecu.h"
-#include "can/network/ecu/ecu_message.h"
 #include "can/network/ecu/test_kit.h"
 
 namespace qv::can_bus::test {
@@ -60,13 +58,10 @@ protected:
         drain();
     }
     void start_claim(std::uint32_t address) { tell<ecu::message::address::Start_claim>(address); }
-    /// Claims `address`, lets the time for it pass and forgets what was told.
+    /// Claims `address`, lets the time for it pass and forgets what was sent and told.
     void hold(std::uint32_t address)
     {
-        start_claim(address);
-        pass_each({1, 270, 270});
-        ASSERT_TRUE(ecu_->is_claimed());
-        sent();
+        Frame_test::hold(*ecu_, address);
         told();
     }
     void claim(std::uint32_t address, name::Name node_name) { receive(claim_text(address, node_name)); }

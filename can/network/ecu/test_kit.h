@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "can/hardware/frame_message.h"
+#include "can/network/ecu/ecu.h"
+#include "can/network/ecu/ecu_message.h"
 #include "can/network/node/table.h"
 #include "can/network/node/test_kit.h"
 #include "can/network/pdu/message_assigned_id.h"
@@ -104,8 +106,7 @@ protected:
     {
         const auto identifier = static_cast<std::uint32_t>(std::stoul(text.substr(0, 8), nullptr, 16));
         const Byte_array data = hex(text.size() > 9 ? text.substr(9) : "");
-        bus_dispatcher_->post(std::make_unique<frame::message::Received>(data.bytes(), identifier));
-        drain();
+        post(std::make_unique<frame::message::Received>(data.bytes(), identifier));
     }
     void receive_each(const Texts& frames)
     {
@@ -118,6 +119,16 @@ protected:
     {
         pass(milliseconds);
         EXPECT_EQ(sent(), frames) << "after " << milliseconds << " ms";
+    }
+
+    /// The ECU claims `address`; the time for it passes, and what was sent is forgotten.
+    void hold(ecu::ECU& ecu, std::uint32_t address)
+    {
+        ecu.dispatcher()->post(std::make_unique<ecu::message::address::Start_claim>(address));
+        drain();
+        pass_each({1, 270, 270});
+        ASSERT_TRUE(ecu.is_claimed());
+        sent();
     }
 
 private:

@@ -84,6 +84,12 @@ protected:
         comm::primary_dispatcher()->process_queue();
         drain();
     }
+    /// To the bus's dispatcher.
+    void post(std::unique_ptr<comm::message::Message> message)
+    {
+        bus_dispatcher_->post(std::move(message));
+        drain();
+    }
     void pass_each(const std::vector<std::uint32_t>& ticks)
     {
         std::ranges::for_each(ticks, [this](std::uint32_t tick) { pass(tick); });
