@@ -1,8 +1,10 @@
 #include "can/network/bus.h"
 
+#include <filesystem>
 #include <map>
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include "can/network/bus_message.h"
 #include "can/network/ecu/ecu_message.h"
@@ -236,8 +238,9 @@ TEST_F(Bus_test, leaves_ecus_and_nodes_that_others_still_hold_behind_in_silence)
 
 TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
 {
-    EXPECT_EQ(properties::read().title, "CAN bus");           // no configuration
-    ASSERT_TRUE(config::create_primary("/proc/nowhere.xml")); // where nothing can be saved
+    const auto path = std::filesystem::temp_directory_path() / ("bus_" + std::to_string(::getpid()) + ".xml");
+    EXPECT_EQ(properties::read().title, "CAN bus"); // no configuration
+    ASSERT_TRUE(config::create_primary(path.string()));
     auto& document = *config::primary_configuration();
     config::Object* const bus = document.find_object("can_bus", true);
     document.set_boolean(document.find_object("pdu", true, bus), "trace", true);
@@ -248,6 +251,9 @@ TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
     EXPECT_EQ(read.time_threshold, 5U);
     EXPECT_EQ(document.get_decimal(document.find_object("node", false, bus), "timeout", 0, false), 3600000U);
     config::destroy_primary();
+    for (const char* suffix : {"", ".backup", ".temp"}) {
+        std::filesystem::remove(path.string() + suffix);
+    }
 }
 
 } // namespace
