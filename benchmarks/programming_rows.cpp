@@ -2,9 +2,9 @@
 #include <stdexcept>
 
 #include "bench/can_router/frame_length.h"
+#include "bench/harness/bench.h"
 #include "benchmarks/report.h"
 #include "benchmarks/traffic.h"
-#include "tests/harness/bench.h"
 
 namespace benchmarks {
 

@@ -4,11 +4,11 @@
 
 #include <poll.h>
 
+#include "bench/harness/bench.h"
 #include "bench/wire/client.h"
 #include "benchmarks/child.h"
 #include "benchmarks/report.h"
 #include "benchmarks/traffic.h"
-#include "tests/harness/bench.h"
 
 namespace benchmarks {
 

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
-#include "tests/harness/bench.h"
+#include "bench/harness/bench.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/harness/bench.h"
+#include "bench/harness/bench.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/harness/bench.h"
+#include "bench/harness/bench.h"
 
 #include <atomic>
 #include <cstdlib>

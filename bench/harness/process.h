@@ -11,11 +11,11 @@ namespace harness {
 
 using std::chrono::milliseconds;
 
-/// A program that runs beside the test. What it writes to standard output and standard error is kept.
+/// A program that runs beside its caller. What it writes to standard output and standard error is kept.
 class Process {
 public:
     /// Starts it with these arguments, the first being the program, and these variables ("NAME=value") added to
-    /// the test's own environment.
+    /// the caller's own environment.
     explicit Process(const std::vector<std::string>& arguments, const std::vector<std::string>& variables = {});
     /// Kills it when it still runs.
     ~Process();

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/harness/process.h"
+#include "bench/harness/process.h"
 
 namespace harness {
 
-/// A folder of its own with a configuration, a router, simulated ECUs and update files, for one test.
+/// A folder of its own with a configuration, a router, simulated ECUs and update files, for one test or measurement.
 class Bench {
 public:
     Bench();

@@ -1,4 +1,4 @@
-#include "tests/harness/process.h"
+#include "bench/harness/process.h"
 
 #include <array>
 #include <csignal>
