@@ -78,6 +78,10 @@ bool Receiver::start()
 
 void Receiver::run()
 {
+    dispatcher_->process_queue(); // the stop may have come before the thread began
+    if (running_) {
+        connect(); // not only with the first tick: the ECU claims its address before that
+    }
     while (running_) {
         const bool connected = arguments_.socket->is_open();
         if (connected != std::exchange(connected_, connected)) {
@@ -93,6 +97,13 @@ void Receiver::run()
     }
 }
 
+/// One attempt, which waits for nothing. The connection counts as open from now on, though it may still be
+/// refused, which the first read tells.
+void Receiver::connect()
+{
+    static_cast<void>(arguments_.socket->open(arguments_.address, AF_INET, arguments_.port, false, false, true));
+}
+
 /// Waits for the socket and reads what is there. False when the connection has ended.
 bool Receiver::receive()
 {
@@ -100,7 +111,8 @@ bool Receiver::receive()
         pause_receiving();
         return true;
     }
-    if (!arguments_.socket->wait_readable(wait_ms)) {
+    // A stop that came while the connection was made has no socket to close any more: it must not wait.
+    if (!arguments_.socket->wait_readable(dispatcher_->has_queued() ? 0 : wait_ms)) {
         return true;
     }
     std::size_t count = buffer_size - fill_;
@@ -165,13 +177,11 @@ void Receiver::deliver(std::span<const std::uint8_t> data, std::uint32_t identif
 
 void Receiver::on_shutdown(comm::message::Message& /*message*/) { running_ = false; }
 
-/// The one attempt of this tick. The connection counts as open from now on, though it may still be refused,
-/// which the first read tells.
+/// The one attempt of this tick.
 void Receiver::on_time_elapsed(comm::message::Message& /*message*/)
 {
     if (!connected_ && !arguments_.socket->is_open()) { // the end of the former connection is told first
-        static_cast<void>(
-            arguments_.socket->open(arguments_.address, AF_INET, arguments_.port, false, false, true));
+        connect();
     }
 }
 

@@ -15,8 +15,8 @@ namespace qv::can_bus::router::client::receiver {
 
 /// Keeps the connection to the router and reads the frames that come from there.
 ///
-/// It tries to connect at each 500 ms tick for as long as there is no connection. What it reads goes as
-/// `frame::message::Received` to the client's dispatcher, extended data frames only.
+/// It tries to connect at its start, then at each 500 ms tick for as long as there is no connection. What it reads
+/// goes as `frame::message::Received` to the client's dispatcher, extended data frames only.
 ///
 /// Thread: its own, from construction to destruction.
 class Receiver {
@@ -36,6 +36,7 @@ private:
 
     bool start();
     void run();
+    void connect();
     bool receive();
     void log_bytes(std::size_t count) const;
     void pause_receiving();

@@ -77,22 +77,19 @@ void Transmitter::run()
     }
 }
 
-/// A record that fails behind others may have gone out in part, as the router reads too slowly. The stream would
-/// be out of step for good, so the connection is given up; the receiver makes the next one. One that fails before
-/// any other went out finds the connection still being made, and nothing of it has left. (The request that comes
-/// with the end of a connection finds it closed, and so no record counts for the next one.)
+/// A record of which nothing went out is lost, and no more: the router reads too slowly, the connection is still
+/// being made, or it has ended, which wakes the receiver by itself. One that went out in part would put the stream
+/// out of step for good, so the connection is given up; the receiver makes the next one.
 void Transmitter::on_transmit_message(comm::message::Message& message)
 {
     if (!arguments_.socket->is_open()) {
-        has_sent_ = false;
         return;
     }
     const auto record = to_frame(dynamic_cast<frame::message::Transmitted&>(message)).encode();
-    const bool sent = arguments_.socket->write(record.data(), record.size());
-    if (!sent && has_sent_) {
+    std::size_t written = 0;
+    if (!arguments_.socket->write(record.data(), record.size(), written) && written > 0) {
         arguments_.socket->close();
     }
-    has_sent_ = sent;
     if (arguments_.logging) {
         log::write(log_level, log_client_, "t %zu %s", record.size(),
                    to_hex_text(Byte_array_fix::view(record)).c_str());

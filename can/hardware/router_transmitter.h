@@ -30,7 +30,6 @@ private:
 
     std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher_;
     bool running_ = true;
-    bool has_sent_ = false; ///< the last record went out whole
     thread_arguments::Thread_arguments arguments_;
     log::Client log_client_; ///< 0 unless the connection is logged
     comm::observer::Observer_list observers_;

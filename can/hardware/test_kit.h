@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -11,6 +12,7 @@
 #include <sys/socket.h>
 
 #include "comm/master.h"
+#include "comm/thread_message.h"
 #include "comm/time_message.h"
 #include "framework/socket/address.h"
 #include "framework/socket/socket.h"
@@ -45,6 +47,25 @@ inline std::shared_ptr<comm::Dispatcher> client_thread(const char* name)
     return comm::find_dispatcher_by_name(std::string("CAN bus router client ") + name);
 }
 
+/// How many of the threads that begin late have begun.
+inline std::atomic<int> late_threads{0};
+
+/// Lets the threads of the bus begin long after their start. The core of the test runs already.
+inline void delay_bus_threads()
+{
+    static std::thread::id starter;
+    starter = std::this_thread::get_id();
+    late_threads = 0;
+    thread::set_lifecycle_hook([](const std::shared_ptr<thread::Handle>& handle, bool finished) {
+        if (!finished && starter != std::this_thread::get_id() && handle->name().starts_with("CAN bus")) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            ++late_threads;
+        }
+        comm::post_to(comm::primary_dispatcher_id(),
+                      std::make_unique<comm::message::thread_handle::Thread_handle>(handle, finished));
+    });
+}
+
 /// The router's end of a connection.
 class Router {
 public:
@@ -67,6 +88,18 @@ public:
         for (std::size_t size = 0, more = 0; size < count; size += more) {
             more = count - size;
             EXPECT_TRUE(connection_.wait_readable(10000) && connection_.read(bytes.data() + size, more));
+        }
+        return bytes;
+    }
+    /// All that comes until nothing more does; `ended` tells whether the connection is at its end.
+    Bytes receive_rest(bool& ended)
+    {
+        Bytes bytes;
+        for (ended = false; !ended && connection_.wait_readable(500);) {
+            Bytes part(4096);
+            std::size_t size = part.size();
+            ended = !connection_.read(part.data(), size);
+            bytes.insert(bytes.end(), part.begin(), part.begin() + static_cast<std::ptrdiff_t>(size));
         }
         return bytes;
     }

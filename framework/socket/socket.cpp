@@ -159,22 +159,29 @@ bool Socket::read(std::uint8_t* buffer, std::size_t& size)
     return count < 0 && (error == EAGAIN || error == EWOULDBLOCK);
 }
 
-bool Socket::write(const std::uint8_t* bytes, std::size_t size)
+bool Socket::write(const std::uint8_t* bytes, std::size_t size, std::size_t& written)
 {
+    written = 0;
     const auto open = connection();
     if (open == nullptr) {
         return false;
     }
-    while (size > 0) {
-        const ssize_t count = uninterrupted([&] { return ::send(open->descriptor(), bytes, size, MSG_NOSIGNAL); });
+    while (written < size) {
+        const ssize_t count = uninterrupted(
+            [&] { return ::send(open->descriptor(), bytes + written, size - written, MSG_NOSIGNAL); });
         note(static_cast<int>(count));
         if (count < 1) {
             return false;
         }
-        bytes += count;
-        size -= static_cast<std::size_t>(count);
+        written += static_cast<std::size_t>(count);
     }
     return true;
+}
+
+bool Socket::write(const std::uint8_t* bytes, std::size_t size)
+{
+    std::size_t written = 0;
+    return write(bytes, size, written);
 }
 
 bool Socket::wait_readable(std::uint32_t milliseconds)

@@ -44,7 +44,9 @@ public:
     /// Reads up to `size` bytes; `size` becomes the count. True with a count of 0 when nothing is there yet, false
     /// when the connection has ended, failed, or was never made.
     [[nodiscard]] bool read(std::uint8_t* buffer, std::size_t& size);
-    /// Writes all `size` bytes. False when the connection ends, or a non-blocking socket can take no more.
+    /// Writes all `size` bytes. False when the connection ends, or a non-blocking socket can take no more;
+    /// `written` tells how many went out in either case.
+    [[nodiscard]] bool write(const std::uint8_t* bytes, std::size_t size, std::size_t& written);
     [[nodiscard]] bool write(const std::uint8_t* bytes, std::size_t size);
     /// True when a `read` would not wait, within `milliseconds`.
     [[nodiscard]] bool wait_readable(std::uint32_t milliseconds);
