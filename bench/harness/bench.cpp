@@ -81,9 +81,10 @@ std::unique_ptr<Process> Bench::start_ecu(const std::vector<std::string>& option
     return std::make_unique<Process>(arguments);
 }
 
-std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& options) const
+std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& options,
+                                              const std::string& program) const
 {
-    std::vector<std::string> arguments{programs + "flintrow"};
+    std::vector<std::string> arguments{program.empty() ? programs + "flintrow" : program};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return std::make_unique<Process>(
         arguments, std::vector<std::string>{"FLINTROW_ROOT=" + folder_.string(), "HOME=" + path("home")});

@@ -10,7 +10,8 @@
 
 namespace harness {
 
-/// A folder of its own with a configuration, a router, simulated ECUs and update files, for one test or measurement.
+/// A folder of its own with a configuration, a router, simulated ECUs and update files, for one test or
+/// measurement.
 class Bench {
 public:
     Bench();
@@ -28,8 +29,10 @@ public:
 
     /// An ECU that the update files fit; `options` are added to, and win over, the usual ones.
     std::unique_ptr<Process> start_ecu(const std::vector<std::string>& options = {}) const;
-    /// The service with these options, started on the configuration of `write_configuration`.
-    std::unique_ptr<Process> start_service(const std::vector<std::string>& options) const;
+    /// The service with these options, started on the configuration of `write_configuration`; `program` may name
+    /// another build of it.
+    std::unique_ptr<Process> start_service(const std::vector<std::string>& options,
+                                           const std::string& program = "") const;
 
     /// Makes an update file of so many bytes of program for ECUs with the part number A1000.
     std::string make_update(std::size_t size);
