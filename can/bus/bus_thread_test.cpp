@@ -26,53 +26,45 @@ using hardware::test::await;
 using hardware::test::client_thread;
 
 std::atomic<int> modules_alive{0};
-std::atomic<bool> bus_outlived_module{false};
 
-class Test_module final : public Module {
-public:
-    explicit Test_module(comm::Dispatcher_id bus)
-        : bus_(bus)
-    {
-        ++modules_alive;
-    }
-    ~Test_module() override
-    {
-        bus_outlived_module = comm::find_dispatcher(bus_) != nullptr;
-        --modules_alive;
-    }
+struct Test_module final : Module {
+    Test_module() { ++modules_alive; }
+    /// Needs the bus to its end; what it finds without one spoils the count for good.
+    ~Test_module() override { modules_alive -= comm::find_dispatcher_by_name("CAN bus") != nullptr ? 1 : 100; }
     std::string title() const override { return "test"; }
-
-private:
-    comm::Dispatcher_id bus_;
 };
 
-const bool module_entered = bus_thread::module::Registry::instance().add(
-    [](comm::Dispatcher_id bus) -> std::unique_ptr<Module> { return std::make_unique<Test_module>(bus); });
+const bool entered = bus_thread::module::Registry::instance().add(
+    [](comm::Dispatcher_id) -> std::unique_ptr<Module> { return std::make_unique<Test_module>(); });
 const bool nothing_entered = bus_thread::module::Registry::instance().add(
     [](comm::Dispatcher_id) -> std::unique_ptr<Module> { return nullptr; });
 
-/// The real thread in a core whose time the test moves. Requests are made from a dispatcher of the test.
+/// The real thread with a router at the other end, in a core whose time the test moves. Requests are made from a
+/// dispatcher of the test.
 class Bus_thread_test : public testing::Test {
 protected:
-    ~Bus_thread_test() override
+    Bus_thread_test()
     {
-        stop();
-        comm::master_stop();
-    }
-
-    void start()
-    {
-        thread = std::thread(&Bus_thread::thread_static);
-        ASSERT_TRUE(await([] { return modules_alive == 1; }));
+        std::string folder = std::filesystem::temp_directory_path() / "bus_thread_test.XXXXXX";
+        folder_ = ::mkdtemp(folder.data());
+        EXPECT_TRUE(config::create_primary(folder_ / "settings.xml"));
+        config::List& document = *config::primary_configuration_pointer();
+        document.set_text(document.find_object("can_bus/hardware", true), "type", "router");
+        document.set_decimal(document.find_object("can_bus/hardware/ip", true), "port", router.port());
+        thread_ = std::thread(&Bus_thread::thread_static);
+        EXPECT_TRUE(await([] { return modules_alive == 1; }) && router.accept());
         bus = comm::find_dispatcher_by_name("CAN bus");
     }
-    void stop()
+    ~Bus_thread_test() override
     {
-        if (thread.joinable()) {
-            announce<comm::message::shutdown::Application>();
-            thread.join();
-        }
+        announce<comm::message::shutdown::Application>();
+        thread_.join();
+        EXPECT_TRUE(await([] { return !client_thread("receiver") && !client_thread("transmitter"); }));
+        comm::master_stop();
+        config::destroy_primary();
+        std::filesystem::remove_all(folder_);
     }
+
     /// The next message of this kind that comes to the test.
     template <class Message> Message next(comm::message::Id id)
     {
@@ -85,29 +77,35 @@ protected:
         bus->post(std::make_unique<Request>(own->id(), arguments...));
         return next<Response>(Response::id);
     }
+    /// Gives the bus thread a single tick once something lies before it.
+    static void tick()
+    {
+        const auto client = comm::find_dispatcher_by_name("CAN bus router client");
+        ASSERT_TRUE(await([&] { return client->has_queued(); }));
+        announce<Time_elapsed>(3U);
+        ASSERT_TRUE(await([&] { return !client->has_queued(); }));
+    }
 
-    const bool started = comm::core_start(0);
+    const bool started_ = comm::core_start(0);
     std::shared_ptr<comm::Dispatcher> own = comm::create_dispatcher("test", true);
     std::shared_ptr<comm::Dispatcher> bus;
-    std::thread thread;
+    hardware::test::Router router;
+
+private:
+    std::filesystem::path folder_;
+    std::thread thread_;
 };
 
-TEST_F(Bus_thread_test, answers_about_the_device_and_its_logging)
+TEST_F(Bus_thread_test, answers_about_the_device_and_reports_its_counters_each_500_ms_on_average)
 {
-    start();
     EXPECT_EQ((ask<Get_interface_description_request, Get_interface_description_response>().description),
-              "can stub");
+              "CAN bus router client 127.0.0.1:" + std::to_string(router.port()));
     auto expected = Logging_type::none;
     for (const std::uint32_t type : {2U, 1U, 2U, 0U}) {
         EXPECT_EQ((ask<Get_logging_type_request, Get_logging_type_response>().type), expected);
         EXPECT_EQ((ask<Set_logging_type_request, Set_logging_type_response>(type).success), type < 2);
         expected = type < 2 ? Logging_type{type} : expected;
     }
-}
-
-TEST_F(Bus_thread_test, reports_the_counters_each_500_ms_on_average)
-{
-    start();
     bus->add_route(CAN_state::id, own->id());
     bus->post(std::make_unique<frame::message::Transmitted>(std::array<std::uint8_t, 2>{}, 0x18FEDA80, 255));
     announce<Time_elapsed>(600U);
@@ -119,62 +117,10 @@ TEST_F(Bus_thread_test, reports_the_counters_each_500_ms_on_average)
     EXPECT_EQ(next<CAN_state>(CAN_state::id).interval, 406U);
 }
 
-TEST_F(Bus_thread_test, ends_at_the_stop_with_its_modules_before_the_bus)
+TEST_F(Bus_thread_test, moves_frames_up_within_a_tick_and_down_without_one)
 {
-    start();
-    bus.reset();
-    stop();
-    EXPECT_EQ(modules_alive, 0);
-    EXPECT_TRUE(bus_outlived_module);
-    EXPECT_FALSE(comm::find_dispatcher_by_name("CAN bus"));
-}
-
-TEST_F(Bus_thread_test, ends_at_once_when_the_bus_cannot_be_made)
-{
-    const auto other = comm::create_dispatcher("CAN bus", false);
-    Bus_thread::thread_static();
-    EXPECT_EQ(comm::find_dispatcher_by_name("CAN bus"), other);
-}
-
-/// The same with a router at the other end.
-class Bus_thread_router_test : public Bus_thread_test {
-protected:
-    Bus_thread_router_test()
-    {
-        std::string folder = std::filesystem::temp_directory_path() / "bus_thread_test.XXXXXX";
-        folder_ = ::mkdtemp(folder.data());
-        EXPECT_TRUE(config::create_primary(folder_ / "settings.xml"));
-        config::List& document = *config::primary_configuration_pointer();
-        document.set_text(document.find_object("can_bus/hardware", true), "type", "router");
-        document.set_decimal(document.find_object("can_bus/hardware/ip", true), "port", router.port());
-    }
-    ~Bus_thread_router_test() override
-    {
-        stop();
-        EXPECT_TRUE(await([] { return !client_thread("receiver") && !client_thread("transmitter"); }));
-        config::destroy_primary();
-        std::filesystem::remove_all(folder_);
-    }
-
-    /// Gives the bus thread a single tick once something lies before it.
-    static void tick()
-    {
-        const auto client = comm::find_dispatcher_by_name("CAN bus router client");
-        ASSERT_TRUE(await([&] { return client->has_queued(); }));
-        announce<Time_elapsed>(3U);
-        ASSERT_TRUE(await([&] { return !client->has_queued(); }));
-    }
-
-    hardware::test::Router router;
-
-private:
-    std::filesystem::path folder_;
-};
-
-TEST_F(Bus_thread_router_test, moves_frames_up_within_a_tick_and_down_without_one)
-{
-    start();
-    ASSERT_TRUE(router.accept());
+    Bus_thread::thread_static(); // a second one, which cannot make its bus, ends at once and takes nothing away
+    EXPECT_EQ(comm::find_dispatcher_by_name("CAN bus"), bus);
     for (const comm::message::Id pgn : {0xEE00U, 0xFEDAU, 0xEA00U}) {
         comm::find_dispatcher_by_name("CAN bus PDU")->add_route(pgn, own->id());
     }
@@ -195,32 +141,25 @@ TEST_F(Bus_thread_router_test, moves_frames_up_within_a_tick_and_down_without_on
     EXPECT_EQ(record, (hardware::test::Bytes{0xFE, 0x80, 0xEF, 0x98, 1, 7, 0, 0, 0, 0, 0, 0, 0}));
 }
 
-/// An application that stops the system when it runs.
-class Stopping_wrapper final : public qv::application::run_wrapper::Run_wrapper {
-public:
-    int run() override
-    {
-        EXPECT_TRUE(await([] { return modules_alive == 1; }));
-        comm::send_shutdown_trigger();
-        return 7;
-    }
-    bool init() override { return true; }
-    bool deinit() override { return true; }
-};
-
-TEST(Bus_application, runs_until_the_stop_and_leaves_no_thread_behind)
+TEST(Bus_application, runs_until_the_stop_and_leaves_no_thread_behind_though_it_begins_late)
 {
     using namespace comm::flag;
     for (const bool runs : {true, false}) { // also right after its start
         ASSERT_TRUE(comm::core_start(0) && comm::handlers_start("test", shutdown | thread_handle | time_tick));
+        hardware::test::delay_bus_threads();
         {
-            Application application(std::make_shared<Stopping_wrapper>());
+            Application application(nullptr);
             ASSERT_TRUE(application.init());
-            EXPECT_TRUE(!runs || application.run() == 7);
+            if (runs) {
+                EXPECT_TRUE(await([] { return modules_alive == 1; }));
+                comm::send_shutdown_trigger();
+                EXPECT_EQ(application.run(), -1) << "the result of no inner layer";
+            }
             EXPECT_TRUE(application.deinit());
             comm::master_stop();
         }
-        EXPECT_EQ(modules_alive, 0);
+        EXPECT_EQ(hardware::test::late_threads, 1);
+        EXPECT_EQ(modules_alive, 0) << "or one outlived the bus";
         EXPECT_EQ(comm::dispatcher::Dispatcher::instance_count_current(), 0U);
     }
 }

@@ -1,8 +1,8 @@
 #include "can/bus/frame_observer.h"
 
-#include <array>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "can/network/ecu/test_kit.h"
@@ -13,23 +13,15 @@ namespace qv::can_bus::bus {
 namespace {
 
 using frame::message::Received;
+using test::claim_text;
 using test::Texts;
 
-std::string hex_number(std::uint64_t number)
-{
-    std::ostringstream text;
-    text << std::hex << number;
-    return text.str();
-}
-
-/// "a1" for a node with the NAME 0xA1, "-" for none.
-std::string who(const std::shared_ptr<node::Node>& node) { return node ? hex_number(node->name()) : "-"; }
-
-/// A bus with frame dispatch. What comes out of it is told in words.
+/// A bus with frame dispatch. What comes out of it is told in words; a node goes by its NAME, 0 is nobody.
 class Frame_observer_test : public test::Frame_test {
 protected:
     Frame_observer_test()
     {
+        told << std::hex;
         properties::Properties properties;
         properties.receive_transmitted_messages = false;
         bus = Bus::create(properties, nullptr, [](Bus& own) { return std::make_shared<Frame_observer>(own); });
@@ -38,134 +30,110 @@ protected:
         listen(bus_dispatcher_, {node::message::Created::id, node::message::Changed_address::id},
                [this](auto& news) {
                    const auto& node = dynamic_cast<node::message::Node_message&>(news);
-                   told.push_back((news.get_assigned_id() == node::message::Created::id ? "new " : "") +
-                                  hex_number(node.name) + "@" + hex_number(node.source_address));
+                   told << (news.get_assigned_id() == node::message::Created::id ? "new " : "") << node.name << "@"
+                        << node.source_address << " ";
                });
         listen(bus_dispatcher_, {pdu::Message_assigned_id::id}, [this](auto& message) {
             const auto& pdu = *dynamic_cast<pdu::Message_assigned_id&>(message).pdu;
-            told.push_back("pdu " + hex_number(pdu.pgn) + "/" + std::to_string(pdu.length) + " of " +
-                           who(pdu.source_node) + " held by " + who(pdu.address_holder));
+            const auto who = [](const auto& node) { return node ? node->name() : 0; };
+            told << pdu.pgn << "/" << pdu.length << " of " << who(pdu.source_node) << " held by "
+                 << who(pdu.address_holder);
         });
     }
     ~Frame_observer_test() override { ears_.clear(); }
 
     /// What comes of a frame.
-    Texts told_of(const std::string& frame)
+    std::string told_of(const std::string& frame)
     {
+        told.str("");
         receive(frame);
-        return std::exchange(told, {});
+        return told.str();
     }
 
     std::unique_ptr<Bus> bus;
-    Texts told;
+    std::ostringstream told;
 };
 
-struct Row {
-    std::string frame;
-    Texts told;
-};
-struct Story {
-    const char* name;
-    std::vector<Row> rows;
-};
-
-class Sender_tracking : public Frame_observer_test, public testing::WithParamInterface<Story> {};
-
-TEST_P(Sender_tracking, tells_who_sent_what)
+TEST_F(Frame_observer_test, tells_who_sent_what)
 {
-    for (const Row& row : GetParam().rows) {
-        EXPECT_EQ(told_of(row.frame), row.told) << row.frame;
+    // clang-format off
+    const std::pair<std::string, const char*> story[] = {
+        // strangers may only request and claim
+        {"18EAFF80 00 EE 00",                   "ea00/3 of 0 held by 0"},
+        {"18EA2380",                            "ea00/0 of 0 held by 0"},
+        {"18E8FF80 00",                         ""},
+        {"18FEEB80 00",                         ""},
+        {"1CECFF80 20 09 00 02 FF DA FE 00",    ""},
+        // claims that are none tell nobody
+        {"18EEFF80 A1 00 00 00 00 00 00",       "ee00/7 of 0 held by 0"},
+        {"18EEFF80",                            "ee00/0 of 0 held by 0"},
+        {"18EE2380 A1 00 00 00 00 00 00 00",    "ee00/8 of 0 held by 0"},
+        {"19EEFF80 A1 00 00 00 00 00 00 00",    ""},
+        // a node that cannot claim has no address
+        {claim_text(0xFE, 0xA1),                "new a1@fe ee00/8 of a1 held by a1"},
+        {claim_text(0x80, 0xA1),                "a1@80 ee00/8 of a1 held by a1"},
+        {claim_text(0xFE, 0xA1),                "a1@fe ee00/8 of a1 held by a1"},
+        {"18FEDA80 01",                         ""},
+        // a known sender is named, and a repeated claim changes nothing
+        {"18EEFF80 A1 00 00 00 00 00 00 00",    "a1@80 ee00/8 of a1 held by a1"},
+        {claim_text(0x80, 0xA1),                "ee00/8 of a1 held by a1"},
+        {"18FEDA80 01 02",                      "feda/2 of a1 held by a1"},
+        {"00000080",                            "0/0 of a1 held by a1"},
+        {"18FEDA81 01",                         ""},
+        // the loser of an address stays without one
+        {claim_text(0x80, 0xB2),                "new b2@80 a1@fe b2@80 ee00/8 of b2 held by b2"},
+        {"18FEDA80 01",                         "feda/1 of b2 held by b2"},
+        {claim_text(0x81, 0xA1),                "a1@81 ee00/8 of a1 held by a1"},
+        {"18FEDA81 01",                         "feda/1 of a1 held by a1"},
+        // a known node may take the address of another
+        {claim_text(0x81, 0xB2),                "a1@fe b2@81 ee00/8 of b2 held by b2"},
+        {"18FEDA80 01",                         ""},
+        // one without an address is new to the bus
+        {claim_text(0x80, 0xC3),                "new c3@80 c3@80 ee00/8 of c3 held by c3"},
+    };
+    // clang-format on
+    for (const auto& [frame, outcome] : story) {
+        EXPECT_EQ(told_of(frame), outcome) << frame;
     }
 }
 
-const std::string a1_at_80 = "18EEFF80 A1 00 00 00 00 00 00 00";
-const Row a1_comes{a1_at_80, {"new a1@80", "a1@80", "pdu ee00/8 of a1 held by a1"}};
-
-INSTANTIATE_TEST_SUITE_P(
-    Stories, Sender_tracking,
-    testing::Values(
-        Story{"a_repeated_claim_changes_nothing", {a1_comes, {a1_at_80, {"pdu ee00/8 of a1 held by a1"}}}},
-        Story{"a_known_sender_is_named",
-              {a1_comes,
-               {"18FEDA80 01 02", {"pdu feda/2 of a1 held by a1"}},
-               {"00000080", {"pdu 0/0 of a1 held by a1"}},
-               {"18FEDA81 01", {}}}},
-        Story{
-            "the_loser_of_an_address_stays_without_one",
-            {a1_comes,
-             {"18EEFF80 B2 00 00 00 00 00 00 00", {"new b2@80", "a1@fe", "b2@80", "pdu ee00/8 of b2 held by b2"}},
-             {"18FEDA80 01", {"pdu feda/1 of b2 held by b2"}},
-             {"18EEFF81 A1 00 00 00 00 00 00 00", {"a1@81", "pdu ee00/8 of a1 held by a1"}},
-             {"18FEDA81 01", {"pdu feda/1 of a1 held by a1"}}}},
-        Story{"a_known_node_may_take_the_address_of_another",
-              {a1_comes,
-               {"18EEFF81 B2 00 00 00 00 00 00 00", {"new b2@81", "b2@81", "pdu ee00/8 of b2 held by b2"}},
-               {"18EEFF80 B2 00 00 00 00 00 00 00", {"a1@fe", "b2@80", "pdu ee00/8 of b2 held by b2"}},
-               {"18FEDA81 01", {}}}},
-        Story{"a_node_that_cannot_claim_has_no_address",
-              {{"18EEFFFE A1 00 00 00 00 00 00 00", {"new a1@fe", "pdu ee00/8 of a1 held by a1"}},
-               {a1_at_80, {"a1@80", "pdu ee00/8 of a1 held by a1"}},
-               {"18EEFFFE A1 00 00 00 00 00 00 00", {"a1@fe", "pdu ee00/8 of a1 held by a1"}},
-               {"18FEDA80 01", {}}}},
-        Story{"strangers_may_only_request_and_claim",
-              {{"18EAFF80 00 EE 00", {"pdu ea00/3 of - held by -"}},
-               {"18EA2380", {"pdu ea00/0 of - held by -"}},
-               {"18E8FF80 00", {}},
-               {"18FEEB80 00", {}},
-               {"1CECFF80 20 09 00 02 FF DA FE 00", {}}}},
-        Story{"a_claim_that_is_none_tells_nobody",
-              {{"18EEFF80 A1 00 00 00 00 00 00", {"pdu ee00/7 of - held by -"}},
-               {"18EEFF80", {"pdu ee00/0 of - held by -"}},
-               {"18EE2380 A1 00 00 00 00 00 00 00", {"pdu ee00/8 of - held by -"}},
-               {"19EEFF80 A1 00 00 00 00 00 00 00", {}}}}),
-    [](const auto& story) { return story.param.name; });
-
 TEST_F(Frame_observer_test, knows_extended_data_frames_only)
 {
-    const std::vector<std::uint8_t> data{1};
-    receive(a1_at_80);
-    told.clear();
-    for (const auto& [error, extended, remote] : std::vector<std::array<bool, 3>>{
-             {true, true, false}, {false, false, false}, {false, true, true}, {false, true, false}}) {
-        bus_dispatcher_->post(std::make_unique<Received>(data, 0x18FEDA80, error, extended, remote));
+    receive(claim_text(0x80, 0xA1));
+    told.str("");
+    for (const unsigned flags : {0b010U, 0b110U, 0b000U, 0b011U}) { // error, extended, remote
+        bus_dispatcher_->post(std::make_unique<Received>(std::vector<std::uint8_t>{1}, 0x18FEDA80,
+                                                         (flags & 4) != 0, (flags & 2) != 0, (flags & 1) != 0));
     }
     drain();
-    EXPECT_EQ(told.size(), 1U);
+    EXPECT_EQ(told.str(), "feda/1 of a1 held by a1");
 }
 
 TEST_F(Frame_observer_test, has_strangers_asked_for_their_claims_but_seldom)
 {
-    const Texts asked{"18EAFFFE 00 EE 00"}; // the ECU holds no address yet
-    const auto asked_after = [this](const std::string& frame) {
-        EXPECT_EQ(told_of(frame), Texts{});
-        return sent();
-    };
+    // clang-format off
+    const struct { const char* frame; std::size_t asked; std::uint32_t then; } rows[] = {
+        {"18FEDA80 01", 1, 0}, {"18FEDA81 01", 0, 999}, // lost without a count
+        {"18FEDA80 01", 0, 1}, {"18FEDA81 01", 1, 1000}, {"18FEDA81 01", 1, 1000}, {"18FEDA81 01", 1, 1000},
+        {"18FEDA81 01", 0, 0}, {"18FEDAFF 01", 1, 0}};
+    // clang-format on
     bus->create_ecu(0x77, {});
-    EXPECT_EQ(asked_after("18FEDA80 01"), asked);
-    EXPECT_EQ(asked_after("18FEDA81 01"), Texts{}); // lost without a count
-    pass(999);
-    EXPECT_EQ(asked_after("18FEDA80 01"), Texts{});
-    pass(1);
-    for (int request = 1; request <= 3; ++request, pass(1000)) {
-        EXPECT_EQ(asked_after("18FEDA81 01"), asked);
+    for (const auto& [frame, asked, then] : rows) {
+        EXPECT_EQ(told_of(frame), "");
+        EXPECT_EQ(sent(), Texts(asked, "18EAFFFE 00 EE 00")) << frame; // the ECU holds no address yet
+        pass(then);
     }
-    EXPECT_EQ(asked_after("18FEDA81 01"), Texts{});
-    EXPECT_EQ(asked_after("18FEDAFF 01"), asked);
 }
 
 TEST_F(Frame_observer_test, remembers_a_bounded_number_of_names_and_hands_each_to_its_manager)
 {
     for (unsigned name = 0; name < 1100; ++name) {
-        receive(test::claim_text(0x80, 0x0100000000000000 + name));
+        receive(claim_text(0x80, 0x0100000000000000 + name));
     }
     ASSERT_EQ(bus->nodes().nodes().size(), 1024U);
     EXPECT_TRUE(bus->nodes().nodes().back()->manager()->is_address_known());
-    told.clear();
-    EXPECT_EQ(told_of(test::claim_text(0x81, 0x0100000000000001)).front(), "100000000000001@81"); // known still
-    EXPECT_EQ(told_of(test::claim_text(0x82, 0xFF)), Texts{"pdu ee00/8 of - held by -"});
-    // a stranger who takes an address is not its former holder
-    EXPECT_EQ(told_of(test::claim_text(0x81, 0xFF)), (Texts{"100000000000001@fe", "pdu ee00/8 of - held by -"}));
-    EXPECT_EQ(told_of("18FEDA81 01"), Texts{});
+    EXPECT_EQ(told_of(claim_text(0x81, 0x0100000000000001)).find("100000000000001@81"), 0U); // known still
+    EXPECT_EQ(told_of(claim_text(0x82, 0xFF)), "ee00/8 of 0 held by 0");
 }
 
 } // namespace

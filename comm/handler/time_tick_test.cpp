@@ -12,32 +12,9 @@ using namespace message::time_elapsed;
 constexpr time::Milliseconds start = 0xFFFFFFFF - 40;
 time::Milliseconds clock_reading = start;
 
-class Time_tick_test : public test::Core_test {
-protected:
-    Time_tick_test()
-    {
-        clock_reading = start;
-        ears_.add(std::make_shared<handler::Time_tick>(primary->id(), []() noexcept { return clock_reading; }));
-        listen<Time_elapsed>(primary, [this](message::Message& message) {
-            heard += std::to_string(dynamic_cast<Time_elapsed&>(message).elapsed);
-        });
-        listen<Milliseconds_020>(primary, [this](message::Message&) { heard += "s"; });
-        listen<Milliseconds_500>(primary, [this](message::Message&) { heard += "m"; });
-        listen<Seconds_1>(primary, [this](message::Message&) { heard += "l"; });
-    }
-    /// What one tick posts `now` ms after the start: the elapsed time, and an "s", "m" or "l" for a short, medium
-    /// or long period that has ended.
-    std::string at(time::Milliseconds now)
-    {
-        clock_reading = start + now;
-        heard.clear();
-        pass<message::Time_tick>(primary);
-        return heard;
-    }
+using Time_tick_test = test::Core_test;
 
-    std::string heard;
-};
-
+/// One tick posts the elapsed time, and an "s", "m" or "l" for a short, medium or long period that has ended.
 TEST_F(Time_tick_test, counts_the_time_between_two_readings)
 {
     const std::pair<time::Milliseconds, const char*> steps[] = {
@@ -56,8 +33,20 @@ TEST_F(Time_tick_test, counts_the_time_between_two_readings)
         {201'055, "497sl"},     //
         {201'058, "3m"},        //
     };
+    std::string heard;
+    clock_reading = start;
+    ears_.add(std::make_shared<handler::Time_tick>(primary->id(), []() noexcept { return clock_reading; }));
+    listen<Time_elapsed>(primary, [&](message::Message& message) {
+        heard += std::to_string(dynamic_cast<Time_elapsed&>(message).elapsed);
+    });
+    listen<Milliseconds_020>(primary, [&](message::Message&) { heard += "s"; });
+    listen<Milliseconds_500>(primary, [&](message::Message&) { heard += "m"; });
+    listen<Seconds_1>(primary, [&](message::Message&) { heard += "l"; });
     for (const auto& [now, posted] : steps) {
-        EXPECT_EQ(at(now), posted) << "at " << now;
+        clock_reading = start + now;
+        heard.clear();
+        pass<message::Time_tick>(primary);
+        EXPECT_EQ(heard, posted) << "at " << now;
     }
 }
 
