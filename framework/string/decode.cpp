@@ -1,7 +1,7 @@
 #include "framework/string/decode.h"
 
-#include <algorithm>
-#include <iterator>
+#include <array>
+#include <cstddef>
 
 #include "framework/string/storage_traits_primitives.h"
 
@@ -9,12 +9,14 @@ namespace qv::string::internal {
 
 std::size_t decode_one(std::string_view utf_8, Code_point& code_point) noexcept
 {
-    Utf_8_unit sequence[Storage_traits_primitives_utf_8::longest];
-    const std::size_t available = std::min(utf_8.size(), std::size(sequence));
-    std::copy_n(utf_8.begin(), available, sequence);
-    const Utf_8_unit* position = sequence;
-    code_point = Storage_traits_primitives_utf_8::read(position, sequence + available);
-    return static_cast<std::size_t>(position - sequence);
+    std::array<Utf_8_unit, Storage_traits_primitives_utf_8::longest> sequence;
+    std::size_t available = 0;
+    for (; available < sequence.size() && available < utf_8.size(); ++available) {
+        sequence[available] = utf_8[available];
+    }
+    const Utf_8_unit* position = sequence.data();
+    code_point = Storage_traits_primitives_utf_8::read(position, position + available);
+    return static_cast<std::size_t>(position - sequence.data());
 }
 
 void decode_utf_8(std::string_view utf_8, Code_point_container& out)
