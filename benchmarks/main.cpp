@@ -31,6 +31,7 @@ int main(int argc, char** argv)
     std::printf("%-58s | %-34s | %-34s | %6s |\n", "what", "measured", "bound", "ratio");
     benchmarks::print(benchmarks::measure_image_parsing(folder));
     benchmarks::print(benchmarks::measure_frame_road());
+    benchmarks::print(benchmarks::measure_log(folder));
     benchmarks::print(benchmarks::measure_service());
     benchmarks::print(benchmarks::measure_programming());
     return 0;

@@ -24,6 +24,7 @@ std::string figure(double value, int digits, const char* unit);
 
 /// The rows, a group each. They take minutes, and print nothing.
 std::vector<Row> measure_image_parsing(const std::string& folder);
+std::vector<Row> measure_log(const std::string& folder);
 std::vector<Row> measure_programming();
 std::vector<Row> measure_service();
 std::vector<Row> measure_frame_road();

@@ -8,7 +8,7 @@
 #include "framework/file/operations.h"
 #include "framework/file/properties.h"
 #include "framework/file/root.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::config {
 

@@ -36,4 +36,24 @@ void Node_key_list::resolve(Object* start)
     }
 }
 
+Log::Log(Configuration* configuration)
+    : Node(configuration, configuration != nullptr ? configuration->find_object(label::log, true) : nullptr)
+{}
+
+bool Log::enable() { return get_boolean(label::enable, false); }
+
+std::uint32_t Log::level() { return get_decimal(label::level, static_cast<std::uint32_t>(Default::level)); }
+
+std::string Log::path() { return get_text(label::path, Default::path); }
+
+std::uint32_t Log::cleanup_file_count_threshold()
+{
+    return get_decimal(label::cleanup_file_count_threshold, Default::cleanup_file_count_threshold);
+}
+
+std::uint32_t Log::cleanup_size_threshold()
+{
+    return get_decimal(label::cleanup_size_threshold, Default::cleanup_size_threshold);
+}
+
 } // namespace qv::config::node

@@ -62,11 +62,24 @@ private:
     std::vector<std::string> labels_;
 };
 
-/// The handle of the log's node.
-class Log : public Node {
+/// The handle of the log's node, below the root.
+class Log final : public Node {
 public:
-    static constexpr std::int32_t level_default = -1; ///< all levels
-    using Node::Node;
+    struct Default {
+        static constexpr std::int32_t level = -1; ///< all levels
+        static constexpr const char* path = "./log";
+        static constexpr std::uint32_t cleanup_file_count_threshold = 20;
+        static constexpr std::uint32_t cleanup_size_threshold = 0;
+    };
+
+    /// Makes the node when it is missing. The document may be null.
+    explicit Log(Configuration* configuration);
+
+    bool enable();
+    std::uint32_t level();
+    std::string path();
+    std::uint32_t cleanup_file_count_threshold();
+    std::uint32_t cleanup_size_threshold();
 };
 
 } // namespace qv::config::node

@@ -100,7 +100,7 @@ bool Parser::parse_file(const std::string& path, std::size_t block_size, log::Le
         if (XML_ParseBuffer(parser_, static_cast<int>(count), left == 0 ? XML_TRUE : XML_FALSE) != XML_STATUS_OK) {
             const bool wanted = succeeded(false);
             if (!wanted) {
-                log::write(level, client, "xml parse error %lu", error());
+                log::write(level, client, "xml parse error %lu", static_cast<unsigned>(error()));
             }
             return wanted;
         }

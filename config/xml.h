@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 struct XML_ParserStruct;
 

@@ -7,7 +7,6 @@
 #include "framework/atom.h"
 #include "framework/date.h"
 #include "framework/date_time.h"
-#include "framework/log_hook.h"
 #include "framework/relation.h"
 #include "framework/version.h"
 
@@ -103,28 +102,6 @@ TEST(Atom_test, is_seen_by_others_until_somebody_removes_it)
     EXPECT_FALSE(mine.exists());
     EXPECT_FALSE(mine.remove());
     EXPECT_FALSE(Atom("a/b").create());
-}
-
-class Last_line final : public log::Sink {
-public:
-    bool accepts(log::Level level) const override { return level <= 5; }
-    void write(log::Level, log::Client, std::string_view text) override { line = text; }
-    log::Client register_client(std::string_view) override { return 7; }
-    std::string line;
-};
-
-TEST(Log_hook_test, writes_lines_of_any_length_that_the_sink_accepts)
-{
-    Last_line sink;
-    log::set_sink(&sink);
-    for (const std::size_t length : {0U, 511U, 512U, 5000U}) {
-        const std::string text(length, 'x');
-        log::write(5, 0, "%s", text.c_str());
-        EXPECT_EQ(sink.line, text);
-    }
-    log::write(6, 0, "above the level");
-    EXPECT_EQ(sink.line.size(), 5000U);
-    log::set_sink(nullptr);
 }
 
 } // namespace

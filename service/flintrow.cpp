@@ -6,7 +6,7 @@
 
 #include "can/network/bus_message.h"
 #include "comm/master.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/process_exit.h"
 #include "service/bus_observer.h"
 #include "service/name_text.h"

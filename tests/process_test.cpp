@@ -103,6 +103,41 @@ TEST_F(Program, ends_by_signal_with_the_status_of_its_type)
     EXPECT_THAT(service->output(), HasSubstr("\nsignal raised: hangup\n"));
 }
 
+/// Enables the log beside the settings that stand.
+void enable_log(const Bench& bench)
+{
+    auto text = harness::read_file(bench.configuration_path());
+    const std::string end = "</configuration>";
+    text.replace(text.find(end), end.size(),
+                 "<log enable_b=\"true\" path_a=\"" + bench.path("log") + "\"/>" + end);
+    harness::write_file(bench.configuration_path(), text);
+}
+
+TEST_F(Program, leaves_a_log_with_its_clients_however_it_ends_and_keeps_twenty)
+{
+    enable_log(bench);
+    std::filesystem::create_directory(bench.path("log"));
+    for (int number = 0; number < 25; ++number) {
+        const auto old = bench.path("log/old" + std::to_string(number) + ".log");
+        harness::write_file(old, "old");
+        std::filesystem::last_write_time(old, std::filesystem::file_time_type::clock::now() - 1h);
+    }
+    for (const auto& [signal, told] :
+         {std::pair{SIGTERM, "closing log\n"}, {SIGSEGV, "terminated by signal #256\n"}}) {
+        const auto service = bench.start_service({});
+        EXPECT_TRUE(service->says("Initailize"));
+        service->signal(signal);
+        EXPECT_EQ(service->ends(), 0);
+        const auto log = harness::read_file(bench.path("log/" + bench.title() + ".log"));
+        EXPECT_TRUE(log.starts_with("\xEF\xBB\xBF" + bench.title() + " 2.12.15.424 - " + bench.title() + "_2"));
+        EXPECT_THAT(log, HasSubstr("    0    0  client 0 'default client' registered\n"));
+        EXPECT_THAT(log, HasSubstr(told));
+        EXPECT_THAT(log, testing::ContainsRegex("\nclient 0 'default client'\n(client [0-9]+ '[^\n]+'\n)*"
+                                                "client [0-9]+ 'CAN bus'\n(client [0-9]+ '[^\n]+'\n)*$"));
+        EXPECT_LE(std::distance(std::filesystem::directory_iterator(bench.path("log")), {}), 22);
+    }
+}
+
 TEST_F(Program, ends_when_its_token_is_removed)
 {
     const auto service = bench.start_service({});

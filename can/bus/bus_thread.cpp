@@ -13,7 +13,7 @@
 #include "comm/shutdown_message.h"
 #include "comm/time_message.h"
 #include "config/primary.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/cycle_statistics.h"
 
 namespace qv::can_bus::application::bus_thread {

@@ -6,7 +6,7 @@
 #include "can/hardware/bus_socket_can.h"
 #include "can/hardware/bus_stub.h"
 #include "config/label.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/type_registry.h"
 
 namespace qv::config {

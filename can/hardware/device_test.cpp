@@ -22,9 +22,9 @@ public:
     Log_lines() { log::set_sink(this); }
     ~Log_lines() override { log::set_sink(nullptr); }
     bool accepts(log::Level) const override { return true; }
-    void write(log::Level level, log::Client, std::string_view text) override
+    void write(log::Level level, log::Client, string::Utf_8_string text) override
     {
-        lines.push_back(std::to_string(level) + ": " + std::string(text));
+        lines.push_back(std::to_string(level) + ": " + text.to_utf_8_string());
     }
     log::Client register_client(std::string_view name) override
     {

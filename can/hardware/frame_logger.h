@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "can/hardware/message.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::can_bus::hardware {
 

@@ -133,7 +133,7 @@ void Receiver::log_bytes(std::size_t count) const
 {
     if (arguments_.logging) {
         const auto bytes = Byte_array_fix::view(buffer_.bytes().subspan(fill_, count));
-        log::write(log_level, log_client_, "r %zu %s", count, to_hex_text(bytes).c_str());
+        log::write(log_level, log_client_, "r %zu %s", static_cast<unsigned>(count), to_hex_text(bytes).c_str());
     }
 }
 

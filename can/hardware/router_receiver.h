@@ -9,7 +9,7 @@
 #include "comm/dispatcher.h"
 #include "comm/observer.h"
 #include "framework/byte_array.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::can_bus::router::client::receiver {
 

@@ -91,7 +91,7 @@ void Transmitter::on_transmit_message(comm::message::Message& message)
         arguments_.socket->close();
     }
     if (arguments_.logging) {
-        log::write(log_level, log_client_, "t %zu %s", record.size(),
+        log::write(log_level, log_client_, "t %zu %s", static_cast<unsigned>(record.size()),
                    to_hex_text(Byte_array_fix::view(record)).c_str());
     }
 }

@@ -5,7 +5,7 @@
 #include "can/hardware/router_thread_arguments.h"
 #include "comm/dispatcher.h"
 #include "comm/observer.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::can_bus::router::client::transmitter {
 

@@ -10,7 +10,7 @@
 #include "can/network/node/table.h"
 #include "comm/dispatcher.h"
 #include "comm/observer.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::can_bus::bus {
 

@@ -51,8 +51,7 @@ void PDU_processor::set_frame_entry(std::shared_ptr<comm::observer::Observer> fr
 void PDU_processor::on_pdu_message(comm::message::Message& message)
 {
     auto& pdu = *static_cast<pdu::Message_assigned_id&>(message).pdu; // the broker has tested the type
-    const auto* const sink = log_enabled_ ? log::sink() : nullptr;
-    if (trace_ || (sink != nullptr && sink->accepts(pdu_log_level))) {
+    if (trace_ || (log_enabled_ && log::accepts(pdu_log_level))) {
         show(pdu);
     }
     dispatcher_->notify(pdu);

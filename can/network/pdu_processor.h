@@ -5,7 +5,7 @@
 #include "can/network/pdu/pdu.h"
 #include "comm/dispatcher.h"
 #include "comm/observer.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::can_bus::bus {
 

@@ -42,7 +42,7 @@ void Shutdown::on_shutdown_token(message::Message& message)
         return;
     }
     log::write(level_progress, log_module_, "shutdown token %s timeout %zu", record->name.c_str(),
-               std::size_t{record->timeout_ms});
+               record->timeout_ms);
     deadline_ = std::max(deadline_, record->timeout_ms);
     tokens_.push_back(record);
 }
@@ -92,7 +92,7 @@ bool Shutdown::grace_is_over() const { return elapsed_ >= grace_ms && (tokens_.e
 void Shutdown::post_application()
 {
     if (!tokens_.empty()) {
-        log::write(level_warning, log_module_, "shutdown: token(s) timed out (%zu)", std::size_t{deadline_});
+        log::write(level_warning, log_module_, "shutdown: token(s) timed out (%zu)", deadline_);
         for (const auto& token : tokens_) {
             log::write(level_warning, log_module_, "\t%s", token->name.c_str());
         }

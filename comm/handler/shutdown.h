@@ -6,7 +6,7 @@
 
 #include "comm/observer.h"
 #include "comm/shutdown_message.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::comm::handler {
 

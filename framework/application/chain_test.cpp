@@ -80,7 +80,10 @@ private:
     void note(const char* event)
     {
         const auto primary = qv::comm::primary_dispatcher();
-        const bool changed = primary && primary->take(qv::comm::message::config::Changed::id);
+        bool changed = false;
+        while (primary && primary->take(qv::comm::message::config::Changed::id)) {
+            changed = true;
+        }
         notes_.append(event).append(primary ? " comm" : "").append(changed ? " changed" : "");
         notes_ += config::primary_configuration() ? " config" : "";
         notes_ += posix_signal::Handler::active_handler() != nullptr ? " signals|" : "|";

@@ -10,6 +10,7 @@ public:
         : initializer::Implementation(components)
     {
         add(std::make_unique<job::Posix_signal_handler>(components));
+        add(std::make_unique<job::Log>(components));
     }
 };
 

@@ -1,8 +1,10 @@
 #include "framework/application/jobs.h"
 
 #include "comm/master.h"
+#include "config/node.h"
 #include "config/primary.h"
 #include "framework/application/shutdown_signal_handler.h"
+#include "log/primary.h"
 
 namespace qv::application::initializer::job {
 
@@ -57,5 +59,32 @@ Posix_signal_handler::Posix_signal_handler(const Initializer& initializer)
         handler_ = std::make_unique<posix_signal::Handler>(posix_signal::type::all);
     }
 }
+
+Log::Log(const Initializer& initializer)
+{
+    const auto configuration = config::primary_configuration();
+    if (!configuration || !initializer.has(flag::log)) {
+        return;
+    }
+    config::node::Log settings(configuration.get());
+    enabled_ = settings.enable();
+    if (enabled_) {
+        path_ = settings.path();
+        limits_ = {0, settings.cleanup_size_threshold(), settings.cleanup_file_count_threshold()};
+        clean_up();
+        log_ = log::create(initializer.title(), initializer.version(), path_, '/', settings.level());
+    }
+}
+
+Log::~Log()
+{
+    log::destroy();
+    log_.reset();
+    if (enabled_) {
+        clean_up();
+    }
+}
+
+void Log::clean_up() const { log::directory::cleanup(limits_, path_, '/'); }
 
 } // namespace qv::application::initializer::job

@@ -7,6 +7,8 @@
 
 #include "framework/application/initializer.h"
 #include "framework/signal/handler.h"
+#include "log/directory.h"
+#include "log/log.h"
 
 /// The jobs of the layers, in the order in which a start creates them.
 namespace qv::application::initializer::job {
@@ -44,6 +46,23 @@ public:
 
 private:
     std::unique_ptr<posix_signal::Handler> handler_; ///< empty without a flag
+};
+
+/// The log, when the configuration enables it. Its directory is cleaned up at the start and at the end, so that
+/// the run's own file counts.
+class Log final : public Job {
+public:
+    explicit Log(const Initializer& initializer);
+    /// Writes what is left and closes the file.
+    ~Log() override;
+
+private:
+    void clean_up() const;
+
+    bool enabled_ = false;
+    log::directory::Limits limits_;
+    std::string path_;
+    std::shared_ptr<log::Log> log_; ///< empty unless enabled and started
 };
 
 } // namespace qv::application::initializer::job

@@ -12,7 +12,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/signal/interruption.h"
 #include "framework/signal/relay.h"
 #include "framework/signal/report.h"

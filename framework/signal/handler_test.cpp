@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/process_exit.h"
 
 namespace qv::posix_signal {
@@ -57,9 +57,9 @@ TEST_F(Handler_test, a_signal_is_reported_and_ends_the_process_with_its_type)
 class Log_lines final : public log::Sink {
 public:
     bool accepts(log::Level level) const override { return level == 0; }
-    void write(log::Level, log::Client, std::string_view text) override
+    void write(log::Level, log::Client, string::Utf_8_string text) override
     {
-        std::fprintf(stderr, "log: %.*s\n", static_cast<int>(text.size()), text.data());
+        std::fprintf(stderr, "log: %s\n", text.to_utf_8_string().c_str());
     }
     log::Client register_client(std::string_view) override { return 0; }
 };

@@ -8,7 +8,7 @@
 
 #include <netinet/in.h>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/mutex.h"
 
 namespace qv::socket {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "framework/average.h"
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/clock.h"
 
 namespace qv::thread {

@@ -5,7 +5,7 @@
 
 #include <pthread.h>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 
 namespace qv::thread {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/item.h"
 #include "framework/thread/mutex.h"
 

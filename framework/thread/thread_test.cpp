@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/log_hook.h"
+#include "framework/log/hook.h"
 #include "framework/thread/clock.h"
 #include "framework/thread/cycle_statistics.h"
 #include "framework/thread/handle.h"
@@ -33,9 +33,9 @@ public:
     Lines() { log::set_sink(this); }
     ~Lines() override { log::set_sink(nullptr); }
     bool accepts(log::Level) const override { return true; }
-    void write(log::Level level, log::Client client, std::string_view text) override
+    void write(log::Level level, log::Client client, string::Utf_8_string text) override
     {
-        lines.push_back(std::to_string(level) + " " + std::to_string(client) + " " + std::string(text));
+        lines.push_back(std::to_string(level) + " " + std::to_string(client) + " " + text.to_utf_8_string());
     }
     log::Client register_client(std::string_view) override { return 1; }
     std::vector<std::string> lines;

@@ -1,0 +1,178 @@
+#include "log/log.h"
+
+#include <csignal>
+#include <regex>
+#include <sstream>
+#include <utility>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include "comm/shutdown_message.h"
+#include "framework/signal/handler.h"
+#include "framework/thread/process_exit.h"
+#include "log/directory.h"
+#include "log/test_kit.h"
+
+namespace qv::log {
+namespace {
+
+namespace fs = std::filesystem;
+using comm::message::time_elapsed::Milliseconds_500;
+using test::holds;
+using test::Log_test;
+
+TEST_F(Log_test, lays_its_file_out_with_a_header_a_line_for_each_item_and_the_clients)
+{
+    start(5);
+    const Client client = register_client("engine");
+    write(5, client, "temperature %d \xC2\xB0\x43", 90);
+    write(6, client, "too much");
+    write(0, 3, "two\nlines\tat\r%s", "once");
+    log->register_client(client, "engine");
+    log->register_client(client, "motor");
+    log->register_client(7, "seven");
+    register_client("eight");
+    const std::string stamp = "[0-9]{6,}\\.[0-9]{3}  [0-9]{2}:[0-9]{2}:[0-9]{2}  ";
+    const std::regex layout(
+        "\xEF\xBB\xBFOur tool 1\\.2\\.3\\.4 - "
+        "Our_tool_[0-9]{4}-[0-9]{2}-[0-9]{2}_[0-9]{2}-[0-9]{2}-[0-9]{2}\\.log\n\n"
+        "time                  lvl   id  text\n" +
+        stamp + "  0    0  client 0 'default client' registered\n" + stamp +
+        "  0    0  client 1 'engine' registered\n" + stamp + "  5    1  temperature 90 \xC2\xB0\x43\n" + stamp +
+        "  0    3  two\\.lines\tat\\.once\n" + stamp + "  0    0  client 1 'engine' registered\n" + stamp +
+        "  0    0  client 1 'engine' was already registered\n" + stamp +
+        "  0    0  client 1 'motor' registered\n" + stamp + "  0    0  client 7 'seven' registered\n" + stamp +
+        "  0    0  client 8 'eight' registered\n" + stamp +
+        "  0    0  closing log\n"
+        "client 0 'default client'\nclient 1 'motor'\nclient 7 'seven'\nclient 8 'eight'\n");
+    const std::string written = finish();
+    EXPECT_TRUE(std::regex_match(written, layout)) << written;
+    EXPECT_TRUE(holds(written, " - " + fs::read_symlink(directory / "log/Our_tool.log").string() + "\n"));
+    EXPECT_EQ(register_client("late"), 0U);
+}
+
+TEST_F(Log_test, writes_on_each_tick_while_others_watch_and_what_comes_after_the_stop_as_well)
+{
+    start();
+    listen<item::Message>(log->dispatcher(), [](comm::message::Message& message) {
+        const auto copy = message.clone();
+        const auto& item = dynamic_cast<item::Message&>(*copy);
+        write(0, item.client + 1, "watched %s", item.text.to_utf_8_string().c_str()); // a watcher may log
+    });
+    EXPECT_FALSE(fs::exists(directory / "log"));
+    write(1, 4, "line");
+    EXPECT_TRUE(soon([&] { return holds(text(), "    0    5  watched line\n"); }));
+    log->dispatcher()->post(std::make_unique<directory::message::Cleanup>(0, 0, 1));
+    comm::mark_core_stopping();
+    pass<comm::message::shutdown::Application>(primary); // nobody ticks from here on
+    write(1, 0, "after");
+    EXPECT_TRUE(holds(finish(), "after\n"));
+}
+
+TEST_F(Log_test, keeps_every_line_of_two_threads_in_order)
+{
+    constexpr int count = 50'000;
+    start();
+    const auto talk = [this](Client client) {
+        for (int number = 0; number < count; ++number) {
+            write(1, client, "%d", number);
+            if (number % 5000 == 0) {
+                log->dispatcher()->post(std::make_unique<Milliseconds_500>());
+            }
+        }
+    };
+    std::thread other(talk, 1);
+    talk(2);
+    other.join();
+    std::istringstream lines(finish());
+    int next[3] = {};
+    double clock = 0;
+    double last_clock = 0;
+    unsigned client = 0;
+    int number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        if (std::sscanf(line.c_str(), "%lf %*s 1 %u %d", &clock, &client, &number) == 3) {
+            ASSERT_EQ(number, next[client]++);
+            ASSERT_GE(clock, std::exchange(last_clock, clock));
+        }
+    }
+    EXPECT_EQ(next[1], count);
+    EXPECT_EQ(next[2], count);
+}
+
+TEST_F(Log_test, bounds_what_waits_and_tells_how_much_was_lost)
+{
+    start();
+    for (std::size_t number = 1; number < Log::waiting_lines_maximum + 9; ++number) { // one waits already
+        write(1, 0, "x");
+    }
+    write(0, 0, "important");
+    EXPECT_TRUE(holds(finish(), "    0    0  important\n"));
+    EXPECT_TRUE(holds(text(), "    0    0  9 lines lost\n"));
+}
+
+TEST_F(Log_test, costs_nothing_but_itself_where_no_file_can_be_written)
+{
+    std::ofstream(directory / "file") << "kept";
+    rlimit former{};
+    ::getrlimit(RLIMIT_FSIZE, &former);
+    for (const std::string place : {"missing/log", "file", "removed", "full"}) {
+        const rlimit limit{place == "full" ? 64 : former.rlim_cur, former.rlim_max};
+        const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        start(0, place);
+        EXPECT_TRUE(place != "removed" || soon([&] { return fs::remove_all(directory / place) != 0; }));
+        for (int number = 0; number < 1000; ++number) {
+            write(0, 0, "a line of a text %d", number);
+        }
+        finish();
+        ::setrlimit(RLIMIT_FSIZE, &former);
+        std::signal(SIGXFSZ, ignored);
+    }
+    EXPECT_EQ(fs::file_size(directory / "file"), 4U);
+}
+
+/// Ends a process of its own while other threads keep the log busy. The wait status.
+class Log_end_test : public Log_test {
+protected:
+    template <class End> int run(End end)
+    {
+        fs::remove_all(directory / "log");
+        const pid_t child = ::fork();
+        if (child == 0) {
+            start();
+            register_client("the one that fails");
+            const auto talk = [] {
+                for (;;) {
+                    write(9, 0, "busy");
+                }
+            };
+            std::thread(talk).detach();
+            std::thread(talk).detach();
+            const posix_signal::Handler handler(posix_signal::type::all);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            end();
+            std::this_thread::sleep_for(std::chrono::seconds(10));
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return WEXITSTATUS(status);
+    }
+};
+
+TEST_F(Log_end_test, leaves_a_whole_file_with_the_report_of_a_signal)
+{
+    const std::string clients = "\nclient 0 'default client'\nclient 1 'the one that fails'\n";
+    EXPECT_EQ(run([] { qv::thread::end_process(9); }), 9);
+    EXPECT_TRUE(text().ends_with(clients));
+    for (const auto& [signal, type] : {std::pair{SIGSEGV, 256}, {SIGABRT, 4}, {SIGQUIT, 8}}) {
+        EXPECT_EQ(run([number = signal] { ::raise(number); }), -type & 0xFF);
+        EXPECT_TRUE(holds(text(), "    0    0  signal raised: "));
+        EXPECT_TRUE(holds(text(), "    0    0  terminated by signal #" + std::to_string(type) + "\n"));
+        EXPECT_TRUE(text().ends_with(clients));
+    }
+}
+
+} // namespace
+} // namespace qv::log
