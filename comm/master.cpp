@@ -181,7 +181,7 @@ void create_handlers(Master& master, std::string_view name, std::uint32_t flags)
 
 } // namespace
 
-bool core_start(std::uint32_t flags)
+bool core_start(std::uint32_t flags, Make_observer make_config_writer)
 try {
     if (Master::get()) {
         return true;
@@ -190,10 +190,14 @@ try {
     if (!master->create_primary((flags & flag::signal) != 0)) {
         return false;
     }
-    Master::set(std::move(master));
+    Master::set(master);
     thread::set_lifecycle_hook(&post_thread_handle);
+    if ((flags & flag::config_writer) != 0) {
+        master->handlers.add(make_config_writer(master->primary()->id()));
+    }
     return true;
 } catch (const std::bad_alloc&) {
+    master_stop();
     return false;
 }
 

@@ -22,9 +22,13 @@ inline constexpr std::uint32_t signal = 0x20;
 inline constexpr std::uint32_t time_tick = 0x40;
 } // namespace flag
 
-/// Starts the core: the one primary dispatcher. A second call changes nothing. False when a step failed;
-/// the core is then stopped again.
-[[nodiscard]] bool core_start(std::uint32_t flags);
+/// Makes an observer that works on the dispatcher of the given id.
+using Make_observer = std::shared_ptr<observer::Observer> (*)(Dispatcher_id id);
+
+/// Starts the core: the one primary dispatcher, and on it the writer of the configuration, which stands above the
+/// core; with the flag for it `make_config_writer` is needed. A second call changes nothing. False when a step
+/// failed; the core is then stopped again.
+[[nodiscard]] bool core_start(std::uint32_t flags, Make_observer make_config_writer = nullptr);
 /// Creates the handlers of the flags on the primary dispatcher; `name` is the token of the atom handler.
 [[nodiscard]] bool handlers_start(std::string_view name, std::uint32_t flags);
 /// Starts the thread "comm primary", which belongs to the core. False without a core, when it was started

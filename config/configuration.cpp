@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -46,20 +47,42 @@ bool reals_differ(const Key::Value& left, const Key::Value& right)
 Configuration::Configuration(std::string path, bool with_backup)
     : keep_backup(with_backup)
     , file_path(std::move(path))
+    , saved_revision_(std::make_shared<std::uint64_t>(0))
 {}
 
 Configuration::Configuration(const Configuration& other)
-    : modified(other.modified)
+    : modified(other.modified.load())
     , notify_changes(other.notify_changes)
     , keep_backup(other.keep_backup)
     , file_path(other.file_path)
-    , root(other.root == nullptr ? nullptr : std::make_unique<Object>(*other.root))
-{}
+    , saved_revision_(other.saved_revision_)
+{
+    const Lock lock(other.mutex_);
+    root = other.root == nullptr ? nullptr : std::make_unique<Object>(*other.root);
+    revision_ = other.revision_;
+}
 
 Configuration::~Configuration() = default;
 
+/// Cleared first: a change that comes meanwhile may be saved twice, but is never forgotten.
+std::shared_ptr<Configuration> Configuration::take_changes()
+{
+    const bool changed = modified.exchange(false);
+    try {
+        auto copy = std::make_shared<Configuration>(*this);
+        copy->modified = changed;
+        return copy;
+    } catch (const std::bad_alloc&) {
+        if (changed) {
+            modified = true;
+        }
+        return nullptr;
+    }
+}
+
 void Configuration::note_change()
 {
+    ++revision_;
     modified = true;
     if (!notify_changes) {
         return;
@@ -84,6 +107,7 @@ Object* Configuration::step(Object* node, std::string_view label, bool create)
 
 Object* Configuration::find_object(std::string_view path, bool create, Object* start)
 {
+    const Lock lock(mutex_);
     Object* node = start != nullptr ? start : root.get();
     std::string_view label = next_label(path);
     if (label.empty()) {
@@ -97,6 +121,7 @@ Object* Configuration::find_object(std::string_view path, bool create, Object* s
 
 Object* Configuration::find_object_by_list(const std::vector<std::string>& labels, bool create, Object* start)
 {
+    const Lock lock(mutex_);
     Object* node = start != nullptr ? start : root.get();
     for (auto label = labels.begin(); node != nullptr && label != labels.end(); ++label) {
         node = step(node, *label, create);
@@ -131,12 +156,14 @@ Key* Configuration::obtain(Object* node, std::string_view name, Key_type type, c
 template <class T>
 T Configuration::get(Object* node, std::string_view name, Key_type type, const T& value, bool create)
 {
+    const Lock lock(mutex_);
     const Key* key = obtain(node, name, type, value, create);
     return key != nullptr ? std::get<T>(key->value) : value;
 }
 
 const char* Configuration::get_text(Object* node, std::string_view key, const char* default_value, bool create)
 {
+    const Lock lock(mutex_);
     const Key* found = obtain(node, key, Key_type::text, text_of(default_value), create);
     if (found == nullptr) {
         return default_value;
@@ -198,6 +225,7 @@ bool Configuration::set(Object* node, std::string_view name, Key_type type, Key:
     if (node == nullptr) {
         return false;
     }
+    const Lock lock(mutex_);
     Key* key = node->find_key(name, type);
     if (key == nullptr) {
         return obtain(node, name, type, value, true) != nullptr;

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,11 +29,13 @@ struct Rectangle {
 /// A document: one tree of named nodes with typed keys, kept in one XML file.
 ///
 /// Reading a key with a default creates it, so that the file fills itself with every setting in use.
-/// Thread: components read it while they start; nothing here takes a lock, save for the files (see `save`).
+/// Thread: paths, getters, setters and copies are for any thread; a short lock, which no file access ever holds,
+/// keeps them apart. Load, import and save are for a document that no other thread uses: one that starts or ends,
+/// or a copy.
 class Configuration {
 public:
     Configuration(std::string path, bool with_backup);
-    /// Copies flags, path and the whole tree.
+    /// Copies flags, path and the whole tree. The copy is another state of the same document: see `save`.
     Configuration(const Configuration& other);
     Configuration& operator=(const Configuration&) = delete;
     virtual ~Configuration();
@@ -45,7 +49,7 @@ public:
 
     /// The stored value; the default when the node is null or the key is missing, in which case `create`
     /// makes the key with the default. A key of another type is replaced. Keys are named by XML names.
-    /// `get_text` points to the key's own text, valid until the key changes; null when that text is absent.
+    /// `get_text` points to the key's own text, valid until somebody sets the key; null when that text is absent.
     const char* get_text(Object* node, std::string_view key, const char* default_value, bool create = true);
     bool get_boolean(Object* node, std::string_view key, bool default_value, bool create = true);
     std::uint32_t get_decimal(Object* node, std::string_view key, std::uint32_t default_value, bool create = true);
@@ -76,16 +80,22 @@ public:
     /// document. False when there is no tree afterwards that the file holds as well.
     [[nodiscard]] bool load();
     /// Writes the tree when `modified` or `force` is set. False when the file could not be replaced; it is then
-    /// as it was, and `modified` is set. Of two saves at a time one waits for the other.
+    /// as it was, and `modified` is set. Of two saves at a time one waits for the other; and what was copied
+    /// earlier never takes the place of what was copied later, which counts as saved.
     [[nodiscard]] bool save(bool force);
+    /// A copy for another thread to save; this document counts as saved from then on. Empty, and nothing changed,
+    /// when memory ends.
+    std::shared_ptr<Configuration> take_changes();
 
-    bool modified = false;       ///< the tree differs from the file
+    std::atomic<bool> modified{false}; ///< the tree differs from the file
     bool notify_changes = false; ///< a change posts `comm::message::config::Changed` to the primary dispatcher
     bool keep_backup;            ///< `load` and `save` keep a copy with the suffix ".backup"
     std::string file_path;
     std::unique_ptr<Object> root; ///< absent before the first load
 
 private:
+    using Lock = std::lock_guard<std::mutex>;
+
     void note_change();
     Object* step(Object* node, std::string_view label, bool create);
     Key* obtain(Object* node, std::string_view name, Key_type type, const Key::Value& value, bool create);
@@ -97,6 +107,10 @@ private:
     bool restore_backup();
     bool reset_default();
     bool save_backup();
+
+    mutable std::mutex mutex_;                      ///< guards `root` and `revision_` while threads share them
+    std::uint64_t revision_ = 0;                    ///< changes so far
+    std::shared_ptr<std::uint64_t> saved_revision_; ///< the newest that was saved; shared with all copies
 };
 
 class List;

@@ -16,7 +16,7 @@ namespace {
 
 constexpr log::Level log_level = 2;
 
-/// A save in the background and the last save of the run could meet in the one ".temp" file.
+/// Two saves must not meet in the one ".temp" file. Guards all that copies share besides.
 std::mutex& save_mutex()
 {
     static std::mutex mutex;
@@ -89,14 +89,20 @@ bool Configuration::save(bool force)
     if (!modified && !force) {
         return true;
     }
-    const std::lock_guard lock(save_mutex());
+    const Lock lock(save_mutex());
+    if (revision_ < *saved_revision_ && !force) {
+        return true;
+    }
     modified = false;
     const bool written = serialization::Writer{nullptr, file_path, root.get()}.write();
-    if (!written || (keep_backup && !save_backup())) {
-        modified = true;
-        return false;
+    if (written) {
+        *saved_revision_ = revision_;
     }
-    return true;
+    const bool saved = written && (!keep_backup || save_backup());
+    if (!saved) {
+        modified = true;
+    }
+    return saved;
 }
 
 bool Configuration::import_file(const std::string& path, bool delete_after, bool fail_if_missing)

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "config/object.h"
 #include "config/primary.h"
@@ -264,6 +267,38 @@ TEST_F(Configuration_file_test, two_saves_at_a_time_leave_one_whole_document)
     save_often(document);
     other.join();
     EXPECT_EQ(get("/config.xml"), with_attribute("path_a=\"./log\""));
+}
+
+TEST_F(Configuration_file_test, an_older_copy_never_takes_the_place_of_a_newer)
+{
+    ASSERT_TRUE(document.load());
+    EXPECT_TRUE(document.set_decimal(document.root.get(), "level", 1));
+    const auto older = document.take_changes();
+    EXPECT_TRUE(document.set_decimal(document.root.get(), "level", 2));
+    const auto newer = document.take_changes();
+    EXPECT_TRUE(newer->save(false) && older->save(false) && !document.modified);
+    EXPECT_EQ(get("/config.xml"), with_attribute("level_c=\"2\""));
+}
+
+TEST_F(Configuration_file_test, a_process_that_dies_while_it_saves_leaves_the_old_or_the_new_document)
+{
+    ASSERT_TRUE(document.load());
+    for (int round = 0; round < 20; ++round) {
+        const pid_t child = ::fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            for (std::uint32_t value = 0;; ++value) {
+                document.set_decimal(document.root.get(), "level", value);
+                static_cast<void>(document.save(false));
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2 + round));
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        const auto text = get("/config.xml");
+        EXPECT_TRUE(text == empty_document || text.ends_with("\"/>\r\n")) << text;
+        EXPECT_TRUE(document.load());
+    }
 }
 
 TEST_F(Configuration_file_test, the_primary_configuration_lives_from_create_to_destroy)

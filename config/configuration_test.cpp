@@ -21,7 +21,7 @@ protected:
 
     Object* root() { return document.root.get(); }
     /// Whether something changed since the last question.
-    bool changed() { return std::exchange(document.modified, false); }
+    bool changed() { return document.modified.exchange(false); }
     /// The tree in one line: "name key=value key=value (child ...)".
     static std::string text(const Object& node)
     {

@@ -74,7 +74,7 @@ private:
     qv::thread::Mutex& mutex_;
 };
 
-Log::Log(const std::string& application_name, const Version& version, std::string directory, char separator,
+Log::Log(const std::string& application_name, const qv::Version& version, std::string directory, char separator,
          Level highest_level)
     : level_(highest_level)
     , application_name_(application_name)
@@ -132,8 +132,10 @@ void Log::write(Level level, Client client, string::Utf_8_string text)
 
 bool Log::has_room(Level level, std::size_t size) const noexcept
 {
-    const auto reserve = level == own_level ? waiting_lines_reserve : 0;
-    return items_.size() < waiting_lines_maximum + reserve && waiting_bytes_ + size <= waiting_bytes_maximum;
+    const std::size_t more_lines = level == own_level ? reserved_lines : 0;
+    const std::size_t more_bytes = level == own_level ? reserved_bytes : 0;
+    return items_.size() < waiting_lines_maximum + more_lines &&
+           waiting_bytes_ + size <= waiting_bytes_maximum + more_bytes;
 }
 
 /// Stamps the line with the time and queues it. The mutex is held, so that the clock never falls from one line to
@@ -180,7 +182,12 @@ std::string Log::store_client(Client number, std::string name)
     return name;
 }
 
-void Log::flush() { deliver(write_items()); }
+/// When memory ends, lines are lost, and no more.
+void Log::flush()
+try {
+    deliver(write_items());
+} catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): there is no log line to tell it
+}
 
 void Log::close_at_exit()
 {

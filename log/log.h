@@ -11,13 +11,11 @@
 #include "framework/log/hook.h"
 #include "framework/thread/handle.h"
 #include "framework/thread/mutex.h"
-#include "framework/version.h"
 #include "log/item.h"
 #include "log/log_file.h"
+#include "log/version.h"
 
 namespace qv::log {
-
-inline constexpr const char* title = "log library";
 
 /// The log of one run: takes lines from all threads, and keeps them until `flush` writes them.
 ///
@@ -33,10 +31,11 @@ public:
     /// any case.
     static constexpr std::size_t waiting_lines_maximum = 1U << 18;
     static constexpr std::size_t waiting_bytes_maximum = 32U << 20;
-    static constexpr std::size_t waiting_lines_reserve = 1024;
+    static constexpr std::size_t reserved_lines = 1024;
+    static constexpr std::size_t reserved_bytes = 1U << 20;
 
     /// `directory` gets `separator` at its end unless it is empty. `highest_level` is the highest that is logged.
-    Log(const std::string& application_name, const Version& version, std::string directory, char separator,
+    Log(const std::string& application_name, const qv::Version& version, std::string directory, char separator,
         Level highest_level);
     ~Log() override;
 

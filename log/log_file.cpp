@@ -55,7 +55,7 @@ std::string_view bytes_of(const string::Utf_8_string& text)
 
 } // namespace
 
-Log_file::Log_file(std::string application_name, const Version& version, std::string directory)
+Log_file::Log_file(std::string application_name, const qv::Version& version, std::string directory)
     : application_name_(std::move(application_name))
     , version_(version)
     , directory_(std::move(directory))

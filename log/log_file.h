@@ -22,7 +22,7 @@ class Log_file {
 public:
     /// `directory` has a "/" at its end unless it is empty, which is the working directory. A path that does not
     /// begin with "/" starts there as well; the user gives it, so that it is taken as it is.
-    Log_file(std::string application_name, const Version& version, std::string directory);
+    Log_file(std::string application_name, const qv::Version& version, std::string directory);
 
     /// Makes the file, and the last component of its directory, the first time it is called. True when there is a
     /// file.
@@ -42,7 +42,7 @@ private:
     const std::string& time_of_day(std::time_t time);
 
     std::string application_name_;
-    Version version_;
+    qv::Version version_;
     std::string directory_;
     std::unique_ptr<file::Interface> file_; ///< absent until the first `open`, and when that failed
     std::string file_name_;                 ///< without directory and extension

@@ -110,6 +110,14 @@ TEST_F(Log_test, bounds_what_waits_and_tells_how_much_was_lost)
     write(0, 0, "important");
     EXPECT_TRUE(holds(finish(), "    0    0  important\n"));
     EXPECT_TRUE(holds(text(), "    0    0  9 lines lost\n"));
+
+    start();
+    const std::string dump(Log::waiting_bytes_maximum / 100, 'x');
+    for (int number = 0; number < 150; ++number) {
+        write(1, 0, "%s", dump.c_str());
+    }
+    write(0, 0, "important too");
+    EXPECT_TRUE(holds(finish(), "    0    0  important too\n"));
 }
 
 TEST_F(Log_test, costs_nothing_but_itself_where_no_file_can_be_written)

@@ -56,7 +56,7 @@ void close_at_exit()
 
 } // namespace
 
-std::shared_ptr<Log> create(const std::string& application_name, const Version& version,
+std::shared_ptr<Log> create(const std::string& application_name, const qv::Version& version,
                             const std::string& directory, char separator, Level level)
 {
     if (auto standing = Primary::log()) {
@@ -72,15 +72,16 @@ std::shared_ptr<Log> create(const std::string& application_name, const Version& 
     return log;
 }
 
-/// Nobody is inside the log once the sink is gone, so that "closing log" is the last line.
+/// Nobody is inside the log once the sink is gone, so that "closing log" is the last line. A process that fails
+/// while the thread still writes finds the log in its place.
 void destroy()
 {
     set_sink(nullptr);
-    qv::thread::set_exit_flush(nullptr);
-    const auto primary = Primary::remove();
-    if (primary != nullptr) {
-        primary->shared()->stop();
+    if (const auto log = Primary::log()) {
+        log->stop();
     }
+    qv::thread::set_exit_flush(nullptr);
+    Primary::remove();
 }
 
 } // namespace qv::log

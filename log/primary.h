@@ -32,7 +32,7 @@ private:
 
 /// Makes the log of the run and starts its thread; from then on the lines of all components go to it. Empty when
 /// the thread cannot be started: the system then runs without a log. A second call gives the log that stands.
-std::shared_ptr<Log> create(const std::string& application_name, const Version& version,
+std::shared_ptr<Log> create(const std::string& application_name, const qv::Version& version,
                             const std::string& directory, char separator, Level level);
 /// Takes the log away from all who write to it, ends its thread and lets go of it.
 void destroy();

@@ -3,6 +3,7 @@
 
 #include "can/bus/application.h"
 #include "can/bus/module.h"
+#include "can/bus/version.h"
 #include "framework/application/comm.h"
 #include "framework/application/components.h"
 #include "framework/application/primal.h"
@@ -60,7 +61,8 @@ int main(int argc, char** argv)
     std::puts("Starting iso client...\r");
     try {
         const initializer::Start_parameters parameters{argc, argv, "", configuration_file};
-        const initializer::Application_description description{&parameters, "Flintrow", {2, 12, 15, 424}, flags};
+        const initializer::Application_description description{&parameters, "Flintrow", qv::can_bus::Version(),
+                                                               flags};
         return run(*make_chain(description)) == -1 ? 0 : 1;
     } catch (...) {
         std::puts("application terminated by exception");

@@ -59,6 +59,22 @@ TEST_F(Program, fills_its_configuration_file)
     EXPECT_EQ(harness::read_file(bench.configuration_path() + ".backup"), text);
 }
 
+TEST_F(Program, saves_new_settings_while_it_runs)
+{
+    const auto service = bench.start_service({});
+    EXPECT_TRUE(service->says("Initailize"));
+    std::string text;
+    for (int turn = 0; turn < 500 && text.find("source_address_preferred_c=\"249\"") == std::string::npos;
+         ++turn) {
+        std::this_thread::sleep_for(20ms);
+        text = harness::read_file(bench.configuration_path());
+    }
+    service->signal(SIGKILL);
+    EXPECT_EQ(service->ends(), -SIGKILL);
+    EXPECT_THAT(text, HasSubstr("source_address_preferred_c=\"249\""));
+    EXPECT_THAT(harness::read_file(bench.configuration_path()), testing::EndsWith("</configuration>\r\n"));
+}
+
 TEST_F(Program, says_what_is_wrong_with_an_update_file)
 {
     std::filesystem::create_directory(bench.path("folder"));

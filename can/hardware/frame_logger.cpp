@@ -39,6 +39,9 @@ void Frame_logger::transmitted(bool success, std::uint32_t id, std::span<const s
 
 void Frame_logger::write_frame(char direction, std::uint32_t id, std::span<const std::uint8_t> data) const
 {
+    if (!log::accepts(level)) {
+        return; // before a text is made
+    }
     const std::string bytes = to_hex_text(Byte_array_fix::view(data), all_bytes, {.spaced = true});
     log::write(level, client_, "can  %c  %08x  %u %s", direction, id, static_cast<unsigned>(data.size()),
                bytes.c_str());

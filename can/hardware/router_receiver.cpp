@@ -131,7 +131,7 @@ bool Receiver::receive()
 /// Reports the bytes just read, which stand behind those in use.
 void Receiver::log_bytes(std::size_t count) const
 {
-    if (arguments_.logging) {
+    if (arguments_.logging && log::accepts(log_level)) {
         const auto bytes = Byte_array_fix::view(buffer_.bytes().subspan(fill_, count));
         log::write(log_level, log_client_, "r %zu %s", static_cast<unsigned>(count), to_hex_text(bytes).c_str());
     }

@@ -90,7 +90,7 @@ void Transmitter::on_transmit_message(comm::message::Message& message)
     if (!arguments_.socket->write(record.data(), record.size(), written) && written > 0) {
         arguments_.socket->close();
     }
-    if (arguments_.logging) {
+    if (arguments_.logging && log::accepts(log_level)) {
         log::write(log_level, log_client_, "t %zu %s", static_cast<unsigned>(record.size()),
                    to_hex_text(Byte_array_fix::view(record)).c_str());
     }

@@ -1,5 +1,6 @@
 #include "framework/application/jobs.h"
 
+#include "comm/config_writer/config_writer.h"
 #include "comm/master.h"
 #include "config/node.h"
 #include "config/primary.h"
@@ -34,7 +35,8 @@ constexpr std::uint32_t reserved_handler_flag = 0x02;
 Core::Core(const Initializer& initializer)
 {
     if (initializer.has(flag::comm)) {
-        static_cast<void>(qv::comm::core_start(core_flags)); // without a core the inner layers do not come up
+        // without a core the inner layers do not come up
+        static_cast<void>(qv::comm::core_start(core_flags, &qv::comm::handler::Config_writer::make));
     }
 }
 

@@ -19,7 +19,9 @@ public:
     consteval Format(const char (&text)[size]) // NOLINT(google-explicit-constructor): stands for the literal
         : text_(text)
     {
-        if (!string::internal::format::fits(std::string_view(text, size - 1), {kind<Arguments>...})) {
+        const std::string_view format(text, size - 1);
+        if (text[size - 1] != 0 || format.find('\0') != std::string_view::npos ||
+            !string::internal::format::fits(format, {kind<Arguments>...})) {
             format_does_not_fit_its_arguments();
         }
     }

@@ -107,7 +107,7 @@ std::string utf_8_to_latin_5(std::string_view text)
     std::string result;
     while (!text.empty()) {
         Code_point code_point = 0;
-        const std::size_t count = internal::decode_one(text, code_point);
+        const std::size_t count = internal::decode_one_tested(text, code_point);
         result.push_back(count == 0 ? unknown : static_cast<char>(to_latin_5(code_point)));
         text.remove_prefix(count == 0 ? 1 : count);
     }

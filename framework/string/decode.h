@@ -14,4 +14,7 @@ namespace qv::string::internal {
 /// Appends the code points of `utf_8`, up to its end or to the first place where nothing valid opens.
 void decode_utf_8(std::string_view utf_8, Code_point_container& out);
 
+/// The same for bytes of unknown origin: 0 as well where a continuation byte is none.
+std::size_t decode_one_tested(std::string_view utf_8, Code_point& code_point) noexcept;
+
 } // namespace qv::string::internal

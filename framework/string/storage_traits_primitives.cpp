@@ -70,14 +70,11 @@ Code_point Storage_traits_primitives_utf_8::read_back(const Utf_8_unit*& positio
     return read(reading, end);
 }
 
-std::size_t Storage_traits_primitives_utf_8::write(Code_point code_point, Utf_8_unit* out) noexcept
+/// For all that is not ASCII.
+std::size_t Storage_traits_primitives_utf_8::write_sequence(Code_point code_point, Utf_8_unit* out) noexcept
 {
     if (code_point < 0 || code_point >= 0x200000) {
         return 0;
-    }
-    if (code_point < 0x80) {
-        out[0] = static_cast<unsigned char>(code_point);
-        return 1;
     }
     if (code_point < 0x800) {
         out[0] = lead(code_point, 6, 0xC0);

@@ -44,7 +44,17 @@ public:
 
     static Code_point read(const Utf_8_unit*& position, const Utf_8_unit* end) noexcept;
     static Code_point read_back(const Utf_8_unit*& position, const Utf_8_unit* begin) noexcept;
-    static std::size_t write(Code_point code_point, Utf_8_unit* out) noexcept;
+    static std::size_t write(Code_point code_point, Utf_8_unit* out) noexcept
+    {
+        if (code_point < 0 || code_point > 0x7F) {
+            return write_sequence(code_point, out);
+        }
+        *out = static_cast<unsigned char>(code_point); // nearly all text is ASCII
+        return 1;
+    }
+
+private:
+    static std::size_t write_sequence(Code_point code_point, Utf_8_unit* out) noexcept;
 };
 
 /// UTF-16 with surrogate pairs [ISO/IEC 10646 9.3]. A high surrogate takes the unit behind it; a low one that

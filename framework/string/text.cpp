@@ -77,8 +77,8 @@ std::unique_ptr<char[]> duplicate(const char* text, std::size_t length) noexcept
 
 std::string format_to_string(std::size_t size, const char* format, ...)
 {
-    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[size + 1]);
-    if (buffer == nullptr || size == 0) {
+    const std::unique_ptr<char[]> buffer(size == 0 ? nullptr : new (std::nothrow) char[size]);
+    if (buffer == nullptr) {
         return {};
     }
     std::va_list arguments;
@@ -162,7 +162,7 @@ std::string remove_whitespace(const std::string& text)
     std::string result;
     for (std::string_view rest = text; !rest.empty();) {
         Code_point code_point = 0;
-        const std::size_t decoded = internal::decode_one(rest, code_point);
+        const std::size_t decoded = internal::decode_one_tested(rest, code_point);
         const std::size_t count = std::max<std::size_t>(decoded, 1);
         if (decoded == 0 || !is_whitespace(code_point)) {
             result.append(rest.substr(0, count));

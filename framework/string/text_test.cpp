@@ -37,7 +37,7 @@ TEST(Code_page_test, shows_what_a_page_lacks_as_question_marks)
     EXPECT_EQ(utf_8_to_latin_5("a\u20AC\u0085\u00E4\u0460z"), "a????z"); // one for each character
     EXPECT_EQ(utf_8_to_latin_1("\xC3"), "?");
     EXPECT_EQ(utf_8_to_latin_1("\xC2z"), "?z");
-    EXPECT_EQ(utf_8_to_latin_5("\x80\xFF\xD0"), "???");
+    EXPECT_EQ(utf_8_to_latin_5("\x80\xFF\xD0z\xD0"), "???z?");
 }
 
 TEST(Text_test, reads_hexadecimal_numbers_and_stops_behind_them)
@@ -103,6 +103,7 @@ TEST(Text_test, replaces_without_looking_at_what_it_put_in)
 TEST(Text_test, removes_whitespace_of_every_width_and_leaves_other_bytes)
 {
     EXPECT_EQ(remove_whitespace("a\t b\u00A0\u2003\u3000c\r\n\u0420\xA0\xFF"), "abc\u0420\xA0\xFF");
+    EXPECT_EQ(remove_whitespace("\xC0J\xC2 \xC3 x"), "\xC0J\xC2\xC3x");
 }
 
 TEST(Text_test, tells_utf_8_from_other_bytes)
