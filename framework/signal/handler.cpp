@@ -196,7 +196,7 @@ void Handler::Signal_wrapper::take(Stack& stack, std::uint32_t mask)
         action.sa_sigaction = &on_signal;
         action.sa_mask = ordinary_signals();
         // The user signal is there to interrupt a thread; the others are not.
-        action.sa_flags = SA_SIGINFO | (bit(index) == type::user_signal_1 ? 0 : SA_RESTART);
+        action.sa_flags = SA_SIGINFO | SA_ONSTACK | (bit(index) == type::user_signal_1 ? 0 : SA_RESTART);
         ::sigaction(signal_type_map[index], &action, &stack.former[index]);
     }
 }

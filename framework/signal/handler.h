@@ -3,6 +3,8 @@
 #include <csignal>
 #include <cstdint>
 
+#include "framework/thread/alternate_stack.h"
+
 namespace qv::posix_signal {
 
 /// The type bits of the signals. They are what a mask selects and what a process killed by a signal tells in its
@@ -74,6 +76,7 @@ protected:
 private:
     struct Signal_wrapper;
 
+    const thread::Alternate_stack stack_; ///< of the thread that made this; threads of a `Handle` have their own
     std::uint32_t mask_ = 0;
 };
 

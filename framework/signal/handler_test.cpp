@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include "framework/log/hook.h"
+#include "framework/thread/handle.h"
 #include "framework/thread/process_exit.h"
 
 namespace qv::posix_signal {
@@ -81,6 +82,32 @@ TEST_F(Handler_test, a_fault_still_gets_its_lines_into_the_log_and_the_pending_o
                 "^\nsignal raised: bus error at address 0x[0-9a-f]+\n"
                 "log: signal raised: bus error at address 0x[0-9a-f]+\n"
                 "log: terminated by signal #128\nflushed\n$");
+}
+
+/// Uses its stack up.
+int descend(int depth)
+{
+    volatile char room[4096];
+    room[depth % 4096] = 1;
+    return depth < 0 ? 0 : descend(depth + 1) + room[0];
+}
+
+TEST_F(Handler_test, an_overflow_of_any_stack_is_reported)
+{
+    const auto overflow = [] {
+        const Handler handler(type::all);
+        descend(0);
+    };
+    const auto overflow_of_another = [] {
+        const Handler handler(type::all);
+        const auto other = std::make_shared<thread::Handle>("other");
+        if (thread::argument_less::start(
+                other, [] { descend(0); }, thread::Ending::join)) {
+            other->join();
+        }
+    };
+    EXPECT_EXIT(overflow(), ExitedWithCode(0), "signal raised: segment violation");
+    EXPECT_EXIT(overflow_of_another(), ExitedWithCode(0), "signal raised: segment violation");
 }
 
 TEST_F(Handler_test, a_fault_while_the_log_is_stuck_ends_the_process_all_the_same)

@@ -115,6 +115,7 @@ namespace argument_less {
 void* wrap(void* record)
 {
     const std::unique_ptr<Record> owned(static_cast<Record*>(record));
+    const Alternate_stack stack;
     report_lifecycle(owned->handle, false);
     owned->function();
     report_lifecycle(owned->handle, true);

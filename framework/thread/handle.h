@@ -10,6 +10,8 @@
 
 #include <pthread.h>
 
+#include "framework/thread/alternate_stack.h"
+
 namespace qv::thread {
 
 /// How `Handle::stop` ends a thread.
@@ -90,6 +92,7 @@ template <class T> struct Record {
 template <class T> void* wrap(void* record)
 {
     const std::unique_ptr<Record<T>> owned(static_cast<Record<T>*>(record));
+    const Alternate_stack stack;
     report_lifecycle(owned->handle, false);
     owned->function(std::move(owned->argument));
     report_lifecycle(owned->handle, true);
