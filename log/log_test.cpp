@@ -1,10 +1,10 @@
 #include "log/log.h"
 
 #include <csignal>
-#include <regex>
 #include <sstream>
 #include <utility>
 
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -34,7 +34,7 @@ TEST_F(Log_test, lays_its_file_out_with_a_header_a_line_for_each_item_and_the_cl
     log->register_client(7, "seven");
     register_client("eight");
     const std::string stamp = "[0-9]{6,}\\.[0-9]{3}  [0-9]{2}:[0-9]{2}:[0-9]{2}  ";
-    const std::regex layout(
+    const std::string layout =
         "\xEF\xBB\xBFOur tool 1\\.2\\.3\\.4 - "
         "Our_tool_[0-9]{4}-[0-9]{2}-[0-9]{2}_[0-9]{2}-[0-9]{2}-[0-9]{2}\\.log\n\n"
         "time                  lvl   id  text\n" +
@@ -45,9 +45,9 @@ TEST_F(Log_test, lays_its_file_out_with_a_header_a_line_for_each_item_and_the_cl
         "  0    0  client 1 'motor' registered\n" + stamp + "  0    0  client 7 'seven' registered\n" + stamp +
         "  0    0  client 8 'eight' registered\n" + stamp +
         "  0    0  closing log\n"
-        "client 0 'default client'\nclient 1 'motor'\nclient 7 'seven'\nclient 8 'eight'\n");
+        "client 0 'default client'\nclient 1 'motor'\nclient 7 'seven'\nclient 8 'eight'\n";
     const std::string written = finish();
-    EXPECT_TRUE(std::regex_match(written, layout)) << written;
+    EXPECT_THAT(written, testing::MatchesRegex(layout));
     EXPECT_TRUE(holds(written, " - " + fs::read_symlink(directory / "log/Our_tool.log").string() + "\n"));
     EXPECT_EQ(register_client("late"), 0U);
 }
