@@ -22,6 +22,7 @@ using qv::comm::message::time_elapsed::Time_elapsed;
 namespace pgn = qv::can_bus::pdu::pgn;
 
 constexpr std::uint32_t own_address = 0x80;
+// clang-format off
 constexpr std::array groups = {
     pgn::extended_transport_data,  pgn::extended_transport_connection,
     pgn::memory_access_data,       pgn::memory_access_response,
@@ -32,7 +33,12 @@ constexpr std::array groups = {
     pgn::wheel_speed_distance,     pgn::ground_speed_distance,
     pgn::trouble_codes_active,     pgn::software_identification,
     pgn::component_identification, pgn::trouble_codes_previous_active,
+    pgn::working_set_member,       pgn::working_set_master,
+    // positions of one frame, then those of many [NMEA 2000]
+    126992U, 127251U, 127257U, 129025U, 129026U, 129027U, 129028U, 129033U, 129283U, 129539U,
+    129029U, 129540U, 129792U,
 };
+// clang-format on
 
 /// The input, byte by byte; zeroes behind its end.
 struct Input {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "can/network/ecu/test_kit.h"
+#include "can/network/nmea_2000/message.h"
 #include "can/network/node/manager.h"
 #include "can/network/node/node_message.h"
 
@@ -95,6 +96,45 @@ TEST_F(Frame_observer_test, tells_who_sent_what)
     for (const auto& [frame, outcome] : story) {
         EXPECT_EQ(told_of(frame), outcome) << frame;
     }
+}
+
+TEST_F(Frame_observer_test, lets_a_member_speak_for_the_master_of_its_working_set_wherever_the_two_go)
+{
+    receive_each({claim_text(0x80, 0xA1), claim_text(0x81, 0xB2), claim_text(0x82, 0xC3),
+                  "18FE0D80 02 FF FF FF FF FF FF FF",   // working set master: two with itself
+                  "18FE0C80 B2 00 00 00 00 00 00 00"}); // working set member
+    // clang-format off
+    const std::pair<std::string, const char*> story[] = {
+        {"18FEDA80 01",          "feda/1 of a1 held by a1"},
+        {"18FEDA81 01",          "feda/1 of a1 held by b2"},
+        {claim_text(0x81, 0xC3), "b2@fe c3@81 ee00/8 of c3 held by c3"}, // the member loses its address
+        {"18FEDA81 01",          "feda/1 of c3 held by c3"},
+        {claim_text(0x83, 0xB2), "b2@83 ee00/8 of a1 held by b2"},
+        {claim_text(0x80, 0xC3), "a1@fe c3@80 ee00/8 of c3 held by c3"}, // and now the master
+        {"18FEDA83 01",          "feda/1 of a1 held by b2"},
+    };
+    // clang-format on
+    for (const auto& [frame, outcome] : story) {
+        EXPECT_EQ(told_of(frame), outcome) << frame;
+    }
+}
+
+TEST_F(Frame_observer_test, leads_the_frames_of_a_position_to_one_message_at_the_next_tick)
+{
+    using nmea_2000::message::Position_data;
+    std::vector<std::int64_t> position;
+    listen(bus_dispatcher_, {Position_data::id}, [&](auto& message) {
+        const auto& data = dynamic_cast<Position_data&>(message);
+        position.insert(position.end(), {static_cast<std::int64_t>(data.name), data.latitude, data.altitude,
+                                         data.geoidal_separation});
+    });
+    receive_each({claim_text(0x1C, 0xA1), "0DF8051C 40 2B 11 22 11 44 33 22", "0DF8051C 41 11 01 00 00 00 00 00",
+                  "0DF8051C 42 00 80 02 00 00 00 00", "0DF8051C 43 00 00 00 03 00 00 00",
+                  "0DF8051C 44 00 00 00 00 52 FE 0C", "0DF8051C 45 34 12 FE FF FD FF FF",
+                  "0DF8051C 46 FF 00 FF FF FF FF FF"});
+    EXPECT_TRUE(position.empty());
+    pass(3);
+    EXPECT_EQ(position, (std::vector<std::int64_t>{0xA1, -9223372036854775807, 3, -3}));
 }
 
 TEST_F(Frame_observer_test, knows_extended_data_frames_only)

@@ -5,11 +5,13 @@
 #include <utility>
 
 #include "can/network/bus_observer.h"
+#include "can/network/nmea_2000/pdu_observer.h"
 #include "can/network/node/manager.h"
 #include "can/network/pdu/request_processor.h"
 #include "can/network/pdu_observer.h"
 #include "can/network/pdu_processor.h"
 #include "can/network/tp/rx_bam_manager.h"
+#include "can/network/working_set/pdu_observer.h"
 #include "comm/master.h"
 
 namespace qv::can_bus::bus {
@@ -70,6 +72,8 @@ bool Bus::construct_pdu_observers()
     observers_.add(request_processor_);
     observers_.add(std::make_shared<PDU_observer>(pdu_dispatcher_id(), dispatcher_id()));
     observers_.add(std::make_shared<tp::rx::bam::manager::Manager>(pdu_dispatcher_id(), dispatcher_id()));
+    observers_.add(std::make_shared<nmea_2000::PDU_observer>(pdu_dispatcher_id(), dispatcher_id()));
+    observers_.add(std::make_shared<working_set::PDU_observer>(pdu_dispatcher_id(), nodes_));
     return true;
 }
 

@@ -22,6 +22,7 @@ void read_keys(config::Configuration& configuration, Properties& properties)
         configuration.get_boolean(detail_manager, "enable", properties.detail_manager_enabled);
 
     config::Object* const pdu_log = configuration.find_object("can_bus/pdu/log", true);
+    properties.pdu_log_annotate = configuration.get_boolean(pdu_log, "annotate", properties.pdu_log_annotate);
     properties.pdu_log_enabled = configuration.get_boolean(pdu_log, "enable", properties.pdu_log_enabled);
     config::Object* const pdu = configuration.find_object("can_bus/pdu", true);
     properties.pdu_trace = configuration.get_boolean(pdu, "trace", properties.pdu_trace);

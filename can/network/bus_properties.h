@@ -13,6 +13,7 @@ struct Properties {
     std::uint32_t time_threshold = 1000;     ///< milliseconds between two such requests
     std::uint32_t node_timeout = 3600000;    ///< milliseconds
     bool detail_manager_enabled = true;      ///< ask each new node who it is
+    bool pdu_log_annotate = false;           ///< the log of PDUs tells what their bytes mean
     bool pdu_log_enabled = false;
     bool pdu_trace = false;                   ///< write each PDU to the standard output
     bool receive_transmitted_messages = true; ///< the stack hears what it sends

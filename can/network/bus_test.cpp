@@ -25,6 +25,28 @@ constexpr name::Name own_name = 0xA000810012E00007;
 constexpr name::Name node_name = 0xC000820012E00007;
 constexpr name::Name tractor_name = 0xA000860000000001; ///< industry group 2, function 134, instance 0
 
+/// Keeps the log up to a level as lines "client level text".
+class Log_lines final : public log::Sink {
+public:
+    explicit Log_lines(log::Level highest)
+        : highest_(highest)
+    {
+        log::set_sink(this);
+    }
+    ~Log_lines() override { log::set_sink(nullptr); }
+    bool accepts(log::Level level) const override { return level <= highest_; }
+    void write(log::Level level, log::Client client, string::Utf_8_string text) override
+    {
+        lines.push_back(std::to_string(client) + " " + std::to_string(level) + " " + text.to_utf_8_string());
+    }
+    log::Client register_client(std::string_view name) override { return name == "CAN bus" ? 7 : 1; }
+
+    Texts lines;
+
+private:
+    log::Level highest_;
+};
+
 class Bus_test : public test::Frame_test {
 protected:
     void SetUp() override { create_bus(); }
@@ -204,6 +226,28 @@ TEST_F(Bus_test, writes_each_pdu_to_the_standard_output_when_asked_to)
                 testing::MatchesRegex("pdu  [ 0-9]{8,10}  0ea00  80->23  2 41 00  A\\.\n"));
 }
 
+TEST_F(Bus_test, logs_each_pdu_and_what_it_means_when_asked_to)
+{
+    struct Row {
+        bool enable, annotate;
+        log::Level level;
+        Texts lines;
+    };
+    const std::string line = "7 5 0fe0d  80      2 02 ff  .?  ";
+    for (const auto& row : {Row{false, true, 5, {}},
+                            {true, true, 4, {}},
+                            {true, false, 5, {line}},
+                            {true, true, 5, {line + "working set master  2 member (incl. master)"}}}) {
+        TearDown();
+        Log_lines log(row.level);
+        properties_.pdu_log_enabled = row.enable;
+        properties_.pdu_log_annotate = row.annotate;
+        create_bus();
+        receive("18FE0D80 02 FF");
+        EXPECT_EQ(log.lines, row.lines);
+    }
+}
+
 TEST_F(Bus_test, is_not_made_without_its_names_or_its_frame_entry_and_leaves_nothing_behind)
 {
     const auto create = [this](const Bus::Frame_entry_factory& factory) {
@@ -244,9 +288,11 @@ TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
     auto& document = *config::primary_configuration();
     config::Object* const bus = document.find_object("can_bus", true);
     document.set_boolean(document.find_object("pdu", true, bus), "trace", true);
+    document.set_boolean(document.find_object("pdu/log", true, bus), "annotate", true);
     document.set_decimal(document.find_object("address_claim/requester", true, bus), "time_threshold", 5);
     const properties::Properties read = properties::read();
     EXPECT_TRUE(read.pdu_trace);
+    EXPECT_TRUE(read.pdu_log_annotate);
     EXPECT_FALSE(read.pdu_log_enabled);
     EXPECT_EQ(read.time_threshold, 5U);
     EXPECT_EQ(document.get_decimal(document.find_object("node", false, bus), "timeout", 0, false), 3600000U);

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "can/network/annotation.h"
 #include "can/network/bus.h"
 #include "can/network/pdu/message_assigned_id.h"
 #include "comm/broker.h"
@@ -32,6 +33,7 @@ std::unique_ptr<PDU_processor> PDU_processor::create(Bus& bus, std::shared_ptr<t
 
 PDU_processor::PDU_processor(Bus& bus, std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher)
     : dispatcher_(std::move(dispatcher))
+    , annotate_(bus.properties().pdu_log_annotate)
     , log_enabled_(bus.properties().pdu_log_enabled)
     , trace_(bus.properties().pdu_trace)
     , log_client_(bus.log_client())
@@ -51,18 +53,22 @@ void PDU_processor::set_frame_entry(std::shared_ptr<comm::observer::Observer> fr
 void PDU_processor::on_pdu_message(comm::message::Message& message)
 {
     auto& pdu = *static_cast<pdu::Message_assigned_id&>(message).pdu; // the broker has tested the type
-    if (trace_ || (log_enabled_ && log::accepts(pdu_log_level))) {
+    if (trace_ || is_logged()) {
         show(pdu);
     }
     dispatcher_->notify(pdu);
     dispatcher_->forward(pdu);
 }
 
+/// Tested before a text is made.
+bool PDU_processor::is_logged() const { return log_enabled_ && log::accepts(pdu_log_level); }
+
 void PDU_processor::show(const pdu::PDU& pdu) const
 {
     const std::string text = pdu::text(pdu);
-    if (log_enabled_) {
-        log::write(pdu_log_level, log_client_, "%s  %s", text.c_str(), "");
+    if (is_logged()) {
+        const std::string annotation = annotate_ ? pdu::annotation(pdu) : std::string();
+        log::write(pdu_log_level, log_client_, "%s  %s", text.c_str(), annotation.c_str());
     }
     if (trace_) {
         std::printf("pdu  %8u  %s\n", time::now_ms(), text.c_str());

@@ -31,9 +31,11 @@ public:
 private:
     PDU_processor(Bus& bus, std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher);
     void on_pdu_message(comm::message::Message& message);
+    bool is_logged() const;
     void show(const pdu::PDU& pdu) const;
 
     std::shared_ptr<comm::dispatcher::Dispatcher> dispatcher_; ///< never empty
+    bool annotate_;                                            ///< the log tells what the bytes mean
     bool log_enabled_;
     bool trace_;
     log::Client log_client_;

@@ -178,6 +178,15 @@ void ECU::send_with_transport(const std::shared_ptr<node::Node>& destination, st
     }
 }
 
+void ECU::send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
+                              std::uint32_t pgn, std::span<const std::uint8_t> payload)
+{
+    auto copy = std::make_unique<Byte_array>(payload);
+    if (copy->size() == payload.size()) { // else there was no memory for it
+        send_with_transport(destination, priority, pgn, std::move(copy));
+    }
+}
+
 void ECU::send_fast_packet(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                            std::uint32_t pgn, std::uint32_t sequence, std::span<const std::uint8_t> payload)
 {

@@ -5,8 +5,10 @@
 #include <span>
 #include <utility>
 
+#include "can/network/ecu/functionality.h"
 #include "can/network/ecu/properties.h"
 #include "can/network/node/table.h"
+#include "can/network/node/trouble_code.h"
 #include "can/network/tp/ecu_port.h"
 #include "comm/dispatcher.h"
 #include "comm/observer.h"
@@ -61,6 +63,10 @@ public:
     name::Name name() const noexcept { return name_; }
     const properties::Properties& properties() const noexcept { return properties_; }
     address_claim::handler::Handler& handler() noexcept { return *handler_; }
+    /// What the ECU answers when it is asked for its functionalities; empty unless the application adds some.
+    Functionality_list& functionalities() noexcept { return functionalities_; }
+    /// Its own trouble codes; a peer may ask for them, and may clear those that are no longer active.
+    diagnostic::trouble_code::Manager& trouble_codes() noexcept { return trouble_codes_; }
     /// Whether the address is held: only then anything but the claim itself may be sent.
     bool is_claimed() const noexcept;
 
@@ -74,6 +80,9 @@ public:
     void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                              std::uint32_t pgn, std::unique_ptr<Byte_array> payload,
                              std::shared_ptr<data_supplier::Data_supplier> supplier = nullptr);
+    /// The same for a copy of `payload`.
+    void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
+                             std::uint32_t pgn, std::span<const std::uint8_t> payload);
     /// Sends up to 255 bytes as an NMEA 2000 fast packet with the sequence number 0 to 7; up to 8 bytes go
     /// as a plain frame, and more than 255 not at all.
     void send_fast_packet(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
@@ -125,6 +134,8 @@ private:
     std::unique_ptr<PDU_processor> pdu_processor_;
     std::shared_ptr<pdu::request_processor::Request_processor> request_processor_;
     std::shared_ptr<tp::manager::Manager> transport_;
+    Functionality_list functionalities_;
+    diagnostic::trouble_code::Manager trouble_codes_;
     properties::Properties properties_;
     comm::observer::Observer_list observers_;
 };

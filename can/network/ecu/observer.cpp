@@ -87,15 +87,8 @@ void Observer::on_address_start_claim(comm::message::Message& message)
 void Observer::on_pdu_transmit(comm::message::Message& message)
 {
     const auto& request = dynamic_cast<const message::PDU_transmit&>(message);
-    const auto destination = ecu_.nodes().find_by_name(request.destination);
-    if (request.payload.size() <= ECU::frame_size_maximum) {
-        ecu_.transmit(destination, request.priority, request.pgn, request.payload.bytes(), false);
-        return;
-    }
-    auto payload = std::make_unique<Byte_array>(request.payload);
-    if (payload->size() == request.payload.size()) { // else there was no memory for the copy
-        ecu_.send_with_transport(destination, request.priority, request.pgn, std::move(payload));
-    }
+    ecu_.send_with_transport(ecu_.nodes().find_by_name(request.destination), request.priority, request.pgn,
+                             request.payload.bytes());
 }
 
 void Observer::on_software_identification_response(comm::message::Message& message)

@@ -3,8 +3,14 @@
 #include <new>
 
 #include "can/network/node/manager.h"
+#include "can/network/node/working_set_handler.h"
 
 namespace qv::can_bus::node {
+
+Node::Node(name::Name node_name)
+    : name_(node_name)
+    , working_set_handler_(std::make_shared<working_set::Handler>())
+{}
 
 std::shared_ptr<Node> Node::create(name::Name node_name, Bus_port& bus)
 {

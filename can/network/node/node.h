@@ -8,6 +8,10 @@
 #include "can/network/pdu/pdu.h"
 #include "comm/observer.h"
 
+namespace qv::can_bus::working_set {
+class Handler;
+} // namespace qv::can_bus::working_set
+
 namespace qv::can_bus::node {
 
 namespace detail {
@@ -42,18 +46,22 @@ public:
 
     name::Name name() const noexcept { return name_; }
     const std::shared_ptr<detail::Manager>& manager() const noexcept { return manager_; }
+    /// What it announced as the master of a working set.
+    const std::shared_ptr<working_set::Handler>& working_set_handler() const noexcept
+    {
+        return working_set_handler_;
+    }
 
     std::uint32_t source_address = pdu::null_address; ///< 254 once another node has taken its address
     /// Whom a PDU from this address names as its source: the node itself, or the master of its working set.
     std::weak_ptr<Node> pdu_source;
 
 private:
-    explicit Node(name::Name node_name) noexcept
-        : name_(node_name)
-    {}
+    explicit Node(name::Name node_name);
 
     name::Name name_;
-    std::shared_ptr<detail::Manager> manager_; ///< empty when switched off
+    std::shared_ptr<detail::Manager> manager_;                  ///< empty when switched off
+    std::shared_ptr<working_set::Handler> working_set_handler_; ///< never empty
 };
 
 } // namespace qv::can_bus::node

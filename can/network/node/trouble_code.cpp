@@ -8,6 +8,7 @@ namespace {
 
 constexpr std::size_t lamp_size = 2;
 constexpr std::size_t code_size = 4;
+constexpr std::uint8_t lamps_not_available = 0xFF;
 
 /// SAE J1939-73 5.7.1.10, conversion method version 4.
 Trouble_code decode_one(std::span<const std::uint8_t> bytes)
@@ -18,6 +19,16 @@ Trouble_code decode_one(std::span<const std::uint8_t> bytes)
     code.conversion_method = (bytes[3] & 0x80) != 0;
     code.occurrence_count = bytes[3] & 0x7F;
     return code;
+}
+
+void append_one(std::vector<std::uint8_t>& payload, const Trouble_code& code)
+{
+    const std::uint32_t high_spn = (code.spn >> 11) & 0xE0;
+    const std::uint32_t conversion = code.conversion_method ? 0x80 : 0;
+    for (const std::uint32_t byte : {code.spn, code.spn >> 8, high_spn | (code.failure_mode_indicator & 0x1FU),
+                                     conversion | (code.occurrence_count & 0x7FU)}) {
+        payload.push_back(static_cast<std::uint8_t>(byte));
+    }
 }
 
 } // namespace
@@ -49,6 +60,19 @@ List decode(std::span<const std::uint8_t> payload)
         }
     }
     return list;
+}
+
+std::vector<std::uint8_t> encode(const List& list)
+{
+    std::vector<std::uint8_t> payload(lamp_size, lamps_not_available);
+    payload.reserve(lamp_size + code_size * list.size());
+    for (const Trouble_code& code : list) {
+        append_one(payload, code);
+    }
+    if (list.empty()) {
+        append_one(payload, {});
+    }
+    return payload;
 }
 
 } // namespace qv::can_bus::diagnostic::trouble_code

@@ -25,6 +25,9 @@ std::string text(const List& list);
 /// The codes of a DM1 or DM2 payload: two lamp bytes, then groups of 4. Empty for a payload shorter than 6
 /// bytes. Codes of SPN 0, which stand for "none", and an incomplete last group are left out.
 List decode(std::span<const std::uint8_t> payload);
+/// The other way, with both lamp bytes 0xFF: 2 + 4 * count bytes. An empty list is sent as one code of zeroes.
+/// Each value is cut to its width.
+std::vector<std::uint8_t> encode(const List& list);
 
 /// The trouble codes of one control function, and which of the diagnostic messages it knows.
 ///
