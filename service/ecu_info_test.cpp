@@ -17,42 +17,27 @@ constexpr auto ecu_name = name::compose({.identity_number = 0x5'1234,
                                          .industry_group = 2,
                                          .self_configurable = 1});
 
-struct Condition {
-    const char* text;
-    bool fits;
-};
-
 TEST(Ecu_info_test, fits_an_ecu_that_meets_every_condition)
 {
-    constexpr Condition rows[] = {
-        {"", false},     // no condition fits nobody
-        {"IG,2", false}, // not closed by "*", so dropped
-        {"IG,2*", true},
-        {"IG,1,,2*", true}, // any of the values
-        {"IG,1,3*", false},
-        {"IG,,5*", true}, // an empty first value switches the test off
-        {"MN,151*ECUi,1*VSi,3*FC,129*VS,5*Fi,2*", true},
-        {"MN,151*ECUi,2*", false},
-        {"MN,150*", false},
-        {"VSi,1*", false},
-        {"FC,1*", false},
-        {"VS,1*", false},
-        {"Fi,1*", false},
-        {"Colour,red*", true},    // unknown keys are skipped
-        {"ECU P/N,12345*", true}, // within the part number, up to its comma
-        {"ECU P/N,-7,x*", true},
-        {"ECU P/N,x*", false},
-        {"Prod Fam,5*SN,4660*", true}, // 0x1234: the low 16 bits
-        {"Prod Fam,5*SN,332340*", false},
-        {"Prod Fam,*SN,332340*", true}, // 0x51234: the family is left open
-        {"SN,4660*", true},
-        {"SN,1,4660*", true},
-        {"SN,1*", false},
-        {"SN,*", true},
-        {"SN,4660*IG,1*", false},
+    const auto fits_text = [](const char* text) {
+        return fits(parse_ecu_info_text(text), ecu_name, "A12345-7,x");
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(fits(parse_ecu_info_text(row.text), ecu_name, "A12345-7,x"), row.fits) << row.text;
+    for (const auto* text : {
+             "IG,2*", "IG,1,,2*",                     // any of the values
+             "IG,,5*", "SN,*",                        // an empty first value switches the test off
+             "MN,151*ECUi,1*VSi,3*FC,129*VS,5*Fi,2*", // each number of the NAME
+             "Colour,red*",                           // unknown keys are skipped
+             "ECU P/N,12345*", "ECU P/N,-7,x*",       // within the part number, up to its comma
+             "SN,4660*", "SN,1,4660*",                // 0x1234: the low 16 bits
+             "Prod Fam,5*SN,4660*",                   // with their family
+             "Prod Fam,*SN,332340*",                  // 0x51234: the family is left open
+         }) {
+        EXPECT_TRUE(fits_text(text)) << text;
+    }
+    // No condition at all fits nobody, and one that is not closed by "*" is dropped.
+    for (const auto* text : {"", "IG,2", "IG,1,3*", "MN,151*ECUi,2*", "MN,150*", "VSi,1*", "FC,1*", "VS,1*",
+                             "Fi,1*", "ECU P/N,x*", "SN,1*", "Prod Fam,5*SN,332340*", "SN,4660*IG,1*"}) {
+        EXPECT_FALSE(fits_text(text)) << text;
     }
     EXPECT_TRUE(fits(parse_ecu_info_text("ECU P/N,unknown*"), ecu_name, nullptr));
 }

@@ -32,8 +32,8 @@ struct Environment {
 /// The update service on one CAN bus: keeps the list of ECUs and the update files, and programs one ECU at a
 /// time.
 ///
-/// Thread: the bus thread makes it, runs all that comes from the bus and the clock, and destroys it. Lifetime:
-/// the bus outlives it.
+/// Thread: the bus thread makes it, runs all that comes from the bus and the clock, and destroys it. Another
+/// thread may call what `Session` names; all else here belongs to the bus thread. Lifetime: the bus outlives it.
 class Flintrow final : public application::bus_thread::module::Module {
 public:
     using Dispatcher_id = comm::dispatcher::Dispatcher_id;
@@ -53,7 +53,7 @@ public:
     void detach_ecu();
 
     void on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node);
-    /// Forgets all ECUs and asks everybody to claim again. 0. To be called while no session runs.
+    /// Forgets all ECUs and asks everybody to claim again. 0. Called on the bus thread, while no session runs.
     int clear_ecu_list();
 
     Options options;

@@ -86,6 +86,22 @@ TEST_F(Flintrow_test, asks_each_new_ecu_who_it_is)
     EXPECT_EQ(flintrow_->inventory.find_ecu_by_address(0x80), nullptr);
 }
 
+TEST_F(Flintrow_test, takes_no_claim_that_the_bus_did_not_take_over)
+{
+    start();
+    receive(ecu_claim);
+    flintrow_->clear_ecu_list();
+    receive("18EEF980 01 00 E0 12 00 86 00 A0"); // not to all
+    EXPECT_EQ(flintrow_->inventory.find_ecu_by_address(0x80), nullptr);
+    for (name::Name number = 0; bus_->nodes().nodes().size() < 1024; ++number) {
+        bus_->create_node(0xA000990012E00000 + number);
+    }
+    receive("18EEFF90 01 00 E0 12 00 99 00 80"); // the bus has no room for its NAME
+    EXPECT_EQ(flintrow_->inventory.find_ecu_by_address(0x90), nullptr);
+    receive("18EEFF90 01 00 E0 12 00 99 00 A0");
+    EXPECT_NE(flintrow_->inventory.find_ecu_by_address(0x90), nullptr);
+}
+
 TEST_F(Flintrow_test, falls_silent_when_its_ecu_is_deleted)
 {
     start({"-w", "/nowhere/at/all"});

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "service/line_reader.h"
+#include "service/text.h"
 
 namespace qv::can_bus::flr {
 
@@ -17,12 +18,6 @@ std::uint16_t big_endian_16(std::span<const std::uint8_t> bytes) noexcept
 std::uint32_t big_endian_32(std::span<const std::uint8_t> bytes) noexcept
 {
     return std::uint32_t{big_endian_16(bytes)} << 16 | big_endian_16(bytes.subspan(2));
-}
-
-std::string text_of(std::span<const std::uint8_t> bytes)
-{
-    const auto end = std::find(bytes.begin(), bytes.end(), std::uint8_t{0});
-    return {bytes.begin(), end};
 }
 
 } // namespace

@@ -23,42 +23,42 @@ struct Layout {
     std::string chunks; ///< address and length of each
 };
 
-class Chunk_test : public testing::TestWithParam<Layout> {};
-
-TEST_P(Chunk_test, blocks_are_cut)
+TEST(Chunk_test, blocks_are_cut)
 {
-    Image image;
-    for (const auto& sector : GetParam().sectors) {
-        ASSERT_TRUE(image.define_sector(sector.index, sector.start, sector.end));
-    }
-    for (const auto& run : GetParam().data) {
-        for (std::uint32_t place = 0; place < run.length; ++place) {
-            image.add_data(run.address + place, std::vector<std::uint8_t>(1));
+    // clang-format off
+    const Layout rows[] = {
+        {{{0, 0, 4095}},                                   {},                              ""},
+        {{},                                               {{0, 768}},                      "0+768 "},
+        {{},                                               {{0, 2000}},                     "0+768 768+768 1536+464 "},
+        {{{0, 0, 4095}},                                   {{900, 8}, {100, 800}, {2, 7}},  "900+8 100+768 868+32 2+7 "},
+        {{{0, 0, 999}, {1, 1000, 4095}},                   {{900, 200}},                    "900+200 "}, // index 0 does not count
+        {{{0, 8000, 8999}, {1, 0, 999}, {2, 1000, 4095}},  {{900, 900}},                    "900+100 1000+768 1768+32 "},
+        {{{0, 8000, 8999}, {1, 0, 999}},                   {{500, 499}},                    "500+499 "}, // behind it is no sector
+        {{{0, 8000, 8999}, {1, 1000, 1999}, {2, 0, 7000}}, {{500, 800}},                    "500+768 1268+32 "}, // overlap
+    };
+    // clang-format on
+    for (const auto& [sectors, data, expected] : rows) {
+        Image image;
+        for (const auto& sector : sectors) {
+            ASSERT_TRUE(image.define_sector(sector.index, sector.start, sector.end));
         }
+        for (const auto& run : data) {
+            for (std::uint32_t place = 0; place < run.length; ++place) {
+                image.add_data(run.address + place, std::vector<std::uint8_t>(1));
+            }
+        }
+        std::string chunks;
+        Chunk_walk walk;
+        walk.start(image);
+        while ((walk.has_bytes() || walk.next_block()) && chunks.size() < 100) {
+            walk.next(image);
+            chunks += std::to_string(walk.chunk_address()) + "+" + std::to_string(walk.chunk().size()) + " ";
+            walk.confirm();
+        }
+        EXPECT_EQ(chunks, expected);
+        EXPECT_TRUE(walk.chunk().empty());
     }
-    std::string chunks;
-    Chunk_walk walk;
-    walk.start(image);
-    while ((walk.has_bytes() || walk.next_block()) && chunks.size() < 100) {
-        walk.next(image);
-        chunks += std::to_string(walk.chunk_address()) + "+" + std::to_string(walk.chunk().size()) + " ";
-        walk.confirm();
-    }
-    EXPECT_EQ(chunks, GetParam().chunks);
-    EXPECT_TRUE(walk.chunk().empty());
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Layouts, Chunk_test, testing::Values(
-    Layout{{{0, 0, 4095}},                                   {},                              ""},
-    Layout{{},                                               {{0, 768}},                      "0+768 "},
-    Layout{{},                                               {{0, 2000}},                     "0+768 768+768 1536+464 "},
-    Layout{{{0, 0, 4095}},                                   {{900, 8}, {100, 800}, {2, 7}},  "900+8 100+768 868+32 2+7 "},
-    Layout{{{0, 0, 999}, {1, 1000, 4095}},                   {{900, 200}},                    "900+200 "}, // index 0 does not count
-    Layout{{{0, 8000, 8999}, {1, 0, 999}, {2, 1000, 4095}},  {{900, 900}},                    "900+100 1000+768 1768+32 "},
-    Layout{{{0, 8000, 8999}, {1, 0, 999}},                   {{500, 499}},                    "500+499 "}, // behind it is no sector
-    Layout{{{0, 8000, 8999}, {1, 1000, 1999}, {2, 0, 7000}}, {{500, 800}},                    "500+768 1268+32 "})); // overlap
-// clang-format on
 
 TEST(Erase_test, visits_the_dirty_sectors_of_all_tables_once)
 {

@@ -4,6 +4,7 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "service/text.h"
 #include "service/version_order.h"
 
 namespace qv::can_bus::flr {
@@ -35,12 +36,6 @@ std::span<const std::uint8_t> cut(std::span<const std::uint8_t> bytes)
 
 } // namespace
 
-std::string text_of(std::span<const std::uint8_t> bytes)
-{
-    bytes = cut(bytes);
-    return {bytes.begin(), std::find(bytes.begin(), bytes.end(), std::uint8_t{0})};
-}
-
 int Inventory::ecu_address_claimed(std::uint32_t address, name::Name name, std::shared_ptr<node::Node> node)
 {
     auto* place = &ecu_list;
@@ -64,7 +59,7 @@ void Inventory::ecu_identified(std::uint32_t address, std::span<const std::uint8
         std::printf("%s: couldn't find pECU for %d\n", "ecu_id_handler", static_cast<int>(address));
         return;
     }
-    const auto text = text_of(bytes);
+    const auto text = text_of(cut(bytes));
     std::printf("ECU id source address match (%d)! \r\n\t%s\r\n", static_cast<int>(address), text.c_str());
     entry->set_ecu_identification(text);
 }
@@ -76,7 +71,7 @@ void Inventory::software_identified(std::uint32_t address, std::span<const std::
     if (entry == nullptr || bytes.empty()) {
         return;
     }
-    const auto text = text_of(bytes.subspan(1));
+    const auto text = text_of(cut(bytes.subspan(1)));
     std::printf("SWiD [%d]%s\r\n", int{bytes[0]}, text.c_str());
     entry->set_software_identification(text);
 }

@@ -16,7 +16,7 @@ namespace qv::can_bus::flr {
 /// An entry lives from the first claim of its address until the list is cleared; an ECU that leaves the bus
 /// stays in it, and one that claims an address in use does not enter.
 ///
-/// Thread: the bus thread. `clear_ecu_list` and `refresh_ecu_strings` may be called while no session runs.
+/// Thread: the bus thread alone, as claims change the list at any time and nothing here takes a lock.
 class Inventory {
 public:
     /// `verbose` counts the wish for reports of what matches.
@@ -42,6 +42,7 @@ public:
     void match_updates(Programmable_item& entry) const;
     /// Recomputes versions and matches of all visible entries.
     void refresh_ecu_strings() const;
+    /// Forgets all entries; not while a session runs, which looks its target up here.
     void clear_ecu_list();
 
     std::unique_ptr<Programmable_item> ecu_list;         ///< head of the list
@@ -54,8 +55,5 @@ private:
 
     const std::uint32_t& verbose_; ///< outlives the inventory
 };
-
-/// A CAN message as text: up to its first NUL.
-std::string text_of(std::span<const std::uint8_t> bytes);
 
 } // namespace qv::can_bus::flr

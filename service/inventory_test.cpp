@@ -1,10 +1,10 @@
 #include "service/inventory.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
-#include <gmock/gmock.h>
-
+#include "service/test_kit.h"
 #include "service/version_order.h"
 
 namespace qv::can_bus::flr {
@@ -14,17 +14,8 @@ using testing::HasSubstr;
 
 constexpr name::Name some_name = 0xA000860012E00001; // manufacturer 151
 
-class Inventory_test : public testing::Test {
+class Inventory_test : public testing::Test, protected Caught_output {
 protected:
-    Inventory_test() { testing::internal::CaptureStdout(); }
-    ~Inventory_test() override { std::fputs(testing::internal::GetCapturedStdout().c_str(), stdout); }
-
-    std::string said()
-    {
-        const auto text = testing::internal::GetCapturedStdout();
-        testing::internal::CaptureStdout();
-        return text;
-    }
     Programmable_item& claim(std::uint32_t address, name::Name name = some_name)
     {
         inventory.ecu_address_claimed(address, name, nullptr);
@@ -44,30 +35,27 @@ protected:
     Inventory inventory{verbose};
 };
 
-struct Identification {
-    std::string text, long_title, title;
-};
-
-class Title_test : public Inventory_test, public testing::WithParamInterface<Identification> {};
-
-TEST_P(Title_test, follows_from_type_and_serial_number)
+TEST_F(Inventory_test, titles_follow_from_type_and_serial_number)
 {
-    const auto& entry = claim(0x1C);
-    identify(0x1C, GetParam().text);
-    EXPECT_EQ(entry.long_title, GetParam().long_title);
-    EXPECT_EQ(entry.title, GetParam().title);
+    // clang-format off
+    const std::array<std::string, 3> rows[] = {
+        {"P*123456*L*-*M*",                "0x1c-123456",          "0x1c-123456"},
+        {"P*123456**",                     "0x1c-123456",          "0x1c-123456"},
+        {"P*123456789*L*Sprayer*M*",       "Sprayer-123456789",    "Sprayer-12345"},
+        {"P*123456789*L*Implement1*M",     "Implement1-123456789", "Implemen-1234"},
+        {"P*12345678*L*Boom*M*H*extra*",   "Boom-12345678",        "Boom-12345678"},
+        {"P*12 \r\n*L*A very long type*",  "A very long type-12",  "A very l-12"},
+        {std::string("P*1*L*T\0X*M*", 12), "T-1",                  "T-1"},
+    };
+    // clang-format on
+    for (const auto& [text, long_title, title] : rows) {
+        inventory.clear_ecu_list();
+        const auto& entry = claim(0x1C);
+        identify(0x1C, text);
+        EXPECT_EQ(entry.long_title, long_title);
+        EXPECT_EQ(entry.title, title);
+    }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Identifications, Title_test, testing::Values(
-    Identification{"P*123456*L*-*M*",                "0x1c-123456",          "0x1c-123456"},
-    Identification{"P*123456**",                     "0x1c-123456",          "0x1c-123456"},
-    Identification{"P*123456789*L*Sprayer*M*",       "Sprayer-123456789",    "Sprayer-12345"},
-    Identification{"P*123456789*L*Implement1*M",     "Implement1-123456789", "Implemen-1234"},
-    Identification{"P*12345678*L*Boom*M*H*extra*",   "Boom-12345678",        "Boom-12345678"},
-    Identification{"P*12 \r\n*L*A very long type*",  "A very long type-12",  "A very l-12"},
-    Identification{std::string("P*1*L*T\0X*M*", 12), "T-1",                  "T-1"}));
-// clang-format on
 
 struct Software {
     std::string fields;
@@ -77,32 +65,33 @@ struct Software {
     name::Name name = some_name;
 };
 
-class Software_test : public Inventory_test, public testing::WithParamInterface<Software> {};
-
-TEST_P(Software_test, tells_the_version_and_who_is_seen)
+TEST_F(Inventory_test, software_tells_the_version_and_who_is_seen)
 {
-    const auto& entry = claim(7, GetParam().name);
-    software(7, "stale,P,9*APP,P,9*");
-    software(7, GetParam().fields);
-    EXPECT_EQ(entry.software_id_count, GetParam().count);
-    EXPECT_EQ(entry.application_version(), GetParam().version);
-    EXPECT_EQ(inventory.visible_ecu_at(0) == nullptr, GetParam().hidden);
+    // clang-format off
+    const Software rows[] = {
+        {"BLD,P1,1.0*APP,P2,1.2.3*",       2,  "1.2.3", false},
+        {"TV0001,P,2.0,more*BLD*",         2,  "2.0",   false},
+        {"main,P,3*xBLDx,P,4*",            2,  "3",     false},
+        {"APP,P,5*",                       1,  "5",     true},
+        {",BLD,P*lost",                    1,  "",      true},
+        {"no delimiter",                   0,  "",      true},
+        {"1*2*3*4*5*6*7*8*9*10*11*12*13*14*15*16*APP,P,17*BLD*", 16, "", true},
+        {std::string(70000, '*'),          16, "",      true},
+        {"BLD*", 1, "", true,  0xA000170012E2FFFF}, // hidden, whatever the 17 lowest bits
+        {"BLD*", 1, "", false, 0xA000170012E0FFFF},
+        {"BLD*", 1, "", false, 0xA000170112E20000},
+    };
+    // clang-format on
+    for (const auto& row : rows) {
+        inventory.clear_ecu_list();
+        const auto& entry = claim(7, row.name);
+        software(7, "stale,P,9*APP,P,9*");
+        software(7, row.fields);
+        EXPECT_EQ(entry.software_id_count, row.count) << row.fields;
+        EXPECT_EQ(entry.application_version(), row.version) << row.fields;
+        EXPECT_EQ(inventory.visible_ecu_at(0) == nullptr, row.hidden) << row.fields;
+    }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Fields, Software_test, testing::Values(
-    Software{"BLD,P1,1.0*APP,P2,1.2.3*",       2,  "1.2.3", false},
-    Software{"TV0001,P,2.0,more*BLD*",         2,  "2.0",   false},
-    Software{"main,P,3*xBLDx,P,4*",            2,  "3",     false},
-    Software{"APP,P,5*",                       1,  "5",     true},
-    Software{",BLD,P*lost",                    1,  "",      true},
-    Software{"no delimiter",                   0,  "",      true},
-    Software{"1*2*3*4*5*6*7*8*9*10*11*12*13*14*15*16*APP,P,17*BLD*", 16, "", true},
-    Software{std::string(70000, '*'),          16, "",      true},
-    Software{"BLD*", 1, "", true,  0xA000170012E2FFFF}, // hidden, whatever the 17 lowest bits
-    Software{"BLD*", 1, "", false, 0xA000170012E0FFFF},
-    Software{"BLD*", 1, "", false, 0xA000170112E20000}));
-// clang-format on
 
 TEST_F(Inventory_test, an_entry_keeps_its_address_and_takes_what_its_ecu_tells)
 {
@@ -157,6 +146,24 @@ TEST_F(Inventory_test, a_gateway_tells_the_host_of_all_ecus_behind_it)
               "on_gwpgn: couldn't parse: [.*a*node-2*b*c] (5 entries)\n");
     EXPECT_THAT(said(), testing::ContainsRegex("gwpgn_handler: .3. : .hn node-1. .ecu 0x.*. .updating 3 4 .\n"));
     EXPECT_EQ(inventory.find_ecu_by_address(4)->host + inventory.find_ecu_by_address(5)->host, "node-1");
+}
+
+TEST_F(Inventory_test, of_a_text_from_the_bus_8192_characters_count)
+{
+    const auto& entry = claim(7);
+    identify(7, std::string(8193, 'P') + "*S*");
+    EXPECT_EQ(entry.part_number, std::string(8192, 'P'));
+    EXPECT_EQ(entry.serial_number, "");
+    for (const std::size_t length : {8193U, 8192U}) { // "*" is the last character
+        software(7, std::string(length - 4, 'x') + "BLD*");
+        EXPECT_EQ(entry.hidden, length > 8192);
+    }
+    testing::internal::CaptureStderr();
+    for (const std::size_t length : {8193U, 8192U}) { // the fifth "*" is the last character
+        inventory.gateway_reported(7, bytes("\1*a*host*b*" + std::string(length - 12, 'x') + "*"));
+        EXPECT_EQ(entry.host, length > 8192 ? "" : "host");
+    }
+    testing::internal::GetCapturedStderr();
 }
 
 TEST(Version_test, the_newer_of_two_comes_first)

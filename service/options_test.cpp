@@ -5,18 +5,15 @@
 
 #include <gmock/gmock.h>
 
+#include "service/test_kit.h"
+
 namespace qv::can_bus::flr {
 namespace {
 
 /// What the command line asks for, as text; "usage" for a wrong one.
 std::string parse(std::vector<std::string> words)
 {
-    words.insert(words.begin(), "flintrow");
-    std::vector<char*> arguments;
-    for (auto& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
+    auto arguments = arguments_of(words);
     const auto options = parse_options(static_cast<int>(words.size()), arguments.data());
     return !options ? "usage"
                     : std::string("v") + std::to_string(options->verbose) + " q" + std::to_string(options->quiet) +

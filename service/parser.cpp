@@ -19,6 +19,28 @@ int Parser::matches(std::uint64_t name, const char* part_number) const
     return 0;
 }
 
+int Parser::is_unchanged() const
+{
+    if (::access(path.c_str(), R_OK) != 0) {
+        std::printf("File removed %s\n\r", path.c_str());
+        return -1;
+    }
+    struct stat now = {};
+    if (::stat(path.c_str(), &now) != 0) {
+        std::printf("Stat failure %s\r\n", path.c_str());
+        return -1;
+    }
+    if (now.st_size != file_stat.st_size) {
+        std::printf("File Size changed %s\r\n", path.c_str());
+        return -1;
+    }
+    if (now.st_mtime != file_stat.st_mtime) {
+        std::printf("File Modified date changed %s\r\n", path.c_str());
+        return -1;
+    }
+    return 0;
+}
+
 bool Parser::examine(const std::string& file_path)
 {
     if (::access(file_path.c_str(), R_OK) != 0) {

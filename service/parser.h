@@ -11,11 +11,11 @@ namespace qv::can_bus::flr {
 
 /// An update file, read in one of two depths: only what describes it, or with its data.
 ///
-/// Thread: whichever owns it; nothing here is shared.
+/// Thread: whichever owns it while it is being made. Once the catalogue holds it, it is shared and does not change
+/// any more; every thread may then use what is const.
 class Parser {
 public:
     Parser() = default;
-    Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
     virtual ~Parser();
 
@@ -31,6 +31,9 @@ public:
     void parse_ecu_info(const std::string& text);
     /// 0 when the file fits the ECU with this NAME and part number (which may be null), else -1.
     int matches(std::uint64_t name, const char* part_number) const;
+    /// 0 when the file still is what was read, by its size and the second of its last change; -1 after printing
+    /// what differs.
+    int is_unchanged() const;
 
     std::string software_version; ///< "Missing" until the file gives one
     std::string path;
@@ -39,6 +42,8 @@ public:
     struct stat file_stat = {}; ///< size and time of change when it was read
 
 protected:
+    Parser(const Parser&) = default;
+
     /// The first steps of every kind: access, `path`, `file_stat`. Only a regular file is read. False after
     /// printing why not.
     [[nodiscard]] bool examine(const std::string& file_path);

@@ -15,6 +15,7 @@
 #include "config/primary.h"
 #include "framework/thread/pause.h"
 #include "service/flintrow.h"
+#include "service/test_kit.h"
 
 namespace qv::can_bus::flr {
 
@@ -32,7 +33,7 @@ struct Fake_can_interface final : Can_interface {
 
 /// The service on a bus of its own, with an ECU at 0x80 that the test plays. Time moves only by hand: `pass`
 /// in milliseconds, `tick` in seconds, both without any waiting.
-class Service_test : public test::Frame_test {
+class Service_test : public test::Frame_test, protected Caught_output {
 protected:
     static constexpr name::Name own_name = 0x8100810012FAE240; ///< serial number 123456, family 26
     static inline const std::string ecu_claim = "18EEFF80 01 00 E0 12 00 86 00 A0";
@@ -41,7 +42,6 @@ protected:
     {
         pauses.clear();
         thread::set_pause([](std::chrono::milliseconds duration) { pauses.push_back(duration.count()); });
-        testing::internal::CaptureStdout();
         config::create_primary(path_ + ".xml");
         enable(true);
         bus::properties::Properties properties;
@@ -61,7 +61,6 @@ protected:
             std::remove((path_ + suffix).c_str());
         }
         thread::set_pause(nullptr);
-        std::fputs(testing::internal::GetCapturedStdout().c_str(), stdout);
     }
 
     static void enable(bool value)
@@ -74,13 +73,11 @@ protected:
     std::string image_file(std::uint32_t length)
     {
         std::ofstream file(path_ + ".hex");
-        file << ":0300000C312E3260\n:080000100000100000001FFFBA\n";
+        file << record("03 0000 0C 312E32") + record("08 0000 10 00001000 00001FFF");
         for (std::uint32_t address = 0x1004; address < 0x1004 + length; ++address) {
-            char line[32];
-            const auto low = address & 0xFF;
-            std::snprintf(line, sizeof line, ":01%04X00%02X%02X\n", address, low,
-                          -(1 + (address >> 8) + 2 * low) & 0xFF);
-            file << line;
+            char fields[32];
+            std::snprintf(fields, sizeof fields, "01 %04X 00 %02X", address, address & 0xFF);
+            file << record(fields);
         }
         return path_ + ".hex";
     }
@@ -97,12 +94,7 @@ protected:
     }
     void create(std::vector<std::string> words)
     {
-        words.insert(words.begin(), "flintrow");
-        std::vector<char*> arguments;
-        for (auto& word : words) {
-            arguments.push_back(word.data());
-        }
-        arguments.push_back(nullptr);
+        auto arguments = arguments_of(words);
         const auto open = [this](const char* name, std::uint32_t bitrate) {
             EXPECT_STREQ(name, "can1");
             rate_ = bitrate;
@@ -160,13 +152,6 @@ protected:
     }
 
     Session& session() { return flintrow_->session; }
-    /// What was printed since the last call.
-    static std::string said()
-    {
-        auto text = testing::internal::GetCapturedStdout();
-        testing::internal::CaptureStdout();
-        return text;
-    }
 
     static inline std::vector<long> pauses; ///< milliseconds
     std::vector<int> exits_;                ///< status of each end of the process

@@ -1,0 +1,119 @@
+#include "service/wifi/send_handler.h"
+
+#include <cstdio>
+#include <memory>
+
+#include <sys/stat.h>
+
+#include "service/wifi/request.h"
+#include "service/wifi/transfer_record.h"
+
+namespace qv::can_bus::flr {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A node may check the whole package before it answers.
+constexpr auto allowed_silence = 10min;
+
+struct Free_form {
+    void operator()(curl_mime* form) const noexcept { curl_mime_free(form); }
+};
+using Form = std::unique_ptr<curl_mime, Free_form>;
+
+int on_progress(void* record, curl_off_t download_total, curl_off_t download_now, curl_off_t upload_total,
+                curl_off_t upload_now)
+{
+    return curl_xfer_update(record, download_total, download_now, upload_total, upload_now);
+}
+
+std::int32_t file_error(const std::string& path)
+{
+    struct Close {
+        void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    };
+    const std::unique_ptr<std::FILE, Close> file(std::fopen(path.c_str(), "rb"));
+    if (file == nullptr) {
+        std::puts("Error Unable to open upload directory");
+        return transfer_error::file_open;
+    }
+    struct stat status = {};
+    if (::fstat(::fileno(file.get()), &status) != 0) {
+        std::puts("Error Unable to stat file");
+        return transfer_error::file_status;
+    }
+    return transfer_error::none;
+}
+
+/// The form with the file in it, or nothing.
+Form make_form(CURL* handle, const std::string& path)
+{
+    Form form(curl_mime_init(handle));
+    curl_mimepart* part = form == nullptr ? nullptr : curl_mime_addpart(form.get());
+    if (part == nullptr || curl_mime_name(part, "sendfile") != CURLE_OK ||
+        curl_mime_filedata(part, path.c_str()) != CURLE_OK) {
+        return nullptr;
+    }
+    return form;
+}
+
+std::int32_t error_of(CURLcode code)
+{
+    switch (code) {
+        case CURLE_COULDNT_CONNECT:
+        case CURLE_SEND_ERROR:
+        case CURLE_RECV_ERROR: return transfer_error::connection;
+        case CURLE_COULDNT_RESOLVE_PROXY:
+        case CURLE_COULDNT_RESOLVE_HOST: return transfer_error::host_unknown;
+        default: return transfer_error::upload;
+    }
+}
+
+std::int32_t send(Request& request, curl_mime* form, Transfer_record& record)
+{
+    request.set("CURLOPT_HTTPPOST", CURLOPT_MIMEPOST, form);
+    request.set("CURLOPT_NOPROGRESS", CURLOPT_NOPROGRESS, 0L);
+    request.set("CURLOPT_XFERINFOFUNCTION", CURLOPT_XFERINFOFUNCTION, &on_progress);
+    request.set("CURLOPT_XFERINFODATA", CURLOPT_XFERINFODATA, &record);
+    const CURLcode code = request.perform();
+    if (code != CURLE_OK) {
+        std::printf("curl_easy_perform() failed: (%i) %s \n", static_cast<int>(code), curl_easy_strerror(code));
+        return error_of(code);
+    }
+    return request.succeeded() ? transfer_error::none : transfer_error::upload;
+}
+
+std::int32_t upload(Transfer_record& record)
+{
+    if (!record.package) {
+        return transfer_error::no_package;
+    }
+    const std::string& path = record.package->path;
+    std::puts("Send File:\r");
+    std::printf("%s\r\n", path.c_str());
+    if (const auto error = file_error(path); error != transfer_error::none) {
+        return error;
+    }
+    Request request(record.package->target_host, "/upload", allowed_silence);
+    const Form form = make_form(request.handle(), path);
+    if (form == nullptr) {
+        return transfer_error::upload;
+    }
+    record.curl = request.handle();
+    record.last_time = 0;
+    const auto error = send(request, form.get(), record);
+    record.curl = nullptr;
+    return error;
+}
+
+} // namespace
+
+void* SendHandler(void* record)
+{
+    auto& transfer = *static_cast<Transfer_record*>(record);
+    transfer.error = upload(transfer);
+    return record;
+}
+
+} // namespace qv::can_bus::flr
