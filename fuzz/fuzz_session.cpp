@@ -123,7 +123,8 @@ public:
             pass(300);
         }
         require(flintrow_->session.address_claimed);
-        flintrow_->inventory.hex_updates.at(0)->ecu_info = {{"IG", {"2"}}};
+        const auto files = flintrow_->catalogue.contents();
+        const_cast<HexParser&>(*files->hex_updates.at(0)).ecu_info = {{"IG", {"2"}}};
     }
 
     void step(Input& input)
@@ -185,7 +186,7 @@ private:
             session.acknowledge_result();
         } else if (session.state == State::BL_IDLE && operation == 1) {
             flintrow_->inventory.refresh_ecu_strings();
-            if (const auto* entry = flintrow_->inventory.visible_ecu_at(0)) {
+            if (const auto entry = flintrow_->inventory.visible_ecu_at(0)) {
                 session.start_update(*entry, entry->update_version);
             }
         } else if (session.state == State::BL_IDLE) {
@@ -244,22 +245,25 @@ private:
             require(session.hex_parser != nullptr && session.target_node != nullptr);
         }
         examine(flintrow_->inventory);
+        require(flintrow_->catalogue.contents()->hex_updates.size() == 1);
     }
     /// An entry for each address at most, each of a bounded size.
     static void examine(const Inventory& inventory)
     {
         constexpr std::size_t text_limit = 8192;
-        std::int32_t count = 0;
-        for (const auto* entry = inventory.ecu_list.get(); entry != nullptr; entry = entry->next.get()) {
-            ++count;
-            require(entry->node != nullptr && entry->hex_matches.size() <= 1);
+        for (std::uint32_t address = 0; address < 256; ++address) {
+            const auto entry = inventory.find_ecu_by_address(address);
+            if (entry == nullptr) {
+                continue;
+            }
+            require(entry->node != nullptr && entry->matches->hex_matches.size() <= 1);
             require(entry->title.size() <= 13 && entry->long_title.size() <= text_limit + 8);
             for (const auto* text : {&entry->part_number, &entry->serial_number, &entry->location, &entry->type,
                                      &entry->manufacturer, &entry->host}) {
                 require(text->size() <= text_limit);
             }
         }
-        require(count == inventory.ecu_count && count <= 254 && inventory.hex_updates.size() == 1);
+        require(inventory.ecu_count() <= 254);
     }
 
     bool ended_ = false;

@@ -1,5 +1,9 @@
 #include "platform/can_link.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cwchar>
+
 #include <libsocketcan.h>
 #include <linux/can/raw.h>
 #include <sys/ioctl.h>
@@ -10,9 +14,26 @@ namespace qv::platform {
 
 namespace {
 
+/// A read that failed. The library leaves `errno` alone for an interface that has no such attribute.
+int with_reason(int result)
+{
+    if (result != 0 && errno == 0) {
+        errno = EOPNOTSUPP;
+    }
+    return result;
+}
+
 class System_can_link final : public Can_link {
 public:
-    int get_state(const char* name, int& state) override { return can_get_state(name, &state); }
+    /// The library tells what fails by `perror` too, whose first call loses `errno` while the stream has no
+    /// orientation yet.
+    System_can_link() { std::fwide(stderr, -1); }
+
+    int get_state(const char* name, int& state) override
+    {
+        errno = 0;
+        return with_reason(can_get_state(name, &state));
+    }
     int stop(const char* name) override { return can_do_stop(name); }
     int start(const char* name) override { return can_do_start(name); }
     int set_restart_ms(const char* name, std::uint32_t milliseconds) override
@@ -21,11 +42,13 @@ public:
     }
     int get_bittiming(const char* name, can_bittiming& timing) override
     {
-        return can_get_bittiming(name, &timing);
+        errno = 0;
+        return with_reason(can_get_bittiming(name, &timing));
     }
     int get_bittiming_const(const char* name, can_bittiming_const& limits) override
     {
-        return can_get_bittiming_const(name, &limits);
+        errno = 0;
+        return with_reason(can_get_bittiming_const(name, &limits));
     }
     int set_bittiming(const char* name, can_bittiming& timing) override
     {

@@ -10,7 +10,8 @@ namespace qv::platform {
 
 /// The calls by which a CAN network interface is controlled, so that a test can stand in for the system.
 ///
-/// Results are those of the system: 0 on success, -1 on failure with the reason in `errno`.
+/// Results are those of the system: 0 on success, -1 on failure with the reason in `errno`. The library that
+/// speaks netlink also tells each failure on standard error, in its own words.
 class Can_link {
 public:
     virtual ~Can_link() = default;

@@ -21,6 +21,7 @@ void Bus_observer::subscribe()
     add(bus::message::ECU_create_response::id, &Bus_observer::on_ecu_create_response);
     add(bus::message::ECU_delete_response::id, &Bus_observer::on_ecu_delete_response);
     add(node::message::Created::id, &Bus_observer::on_node_create);
+    add(message::Request_address_claims::id, &Bus_observer::on_request_address_claims);
     add_routed(Seconds_1::id, &Bus_observer::on_time_elapsed);
 }
 
@@ -29,6 +30,7 @@ void Bus_observer::unsubscribe()
     remove(bus::message::ECU_create_response::id);
     remove(bus::message::ECU_delete_response::id);
     remove(node::message::Created::id);
+    remove(message::Request_address_claims::id);
     remove_routed(Seconds_1::id);
 }
 
@@ -51,6 +53,11 @@ void Bus_observer::on_ecu_delete_response(comm::message::Message& message)
 }
 
 void Bus_observer::on_node_create(comm::message::Message& /*message*/) {}
+
+void Bus_observer::on_request_address_claims(comm::message::Message& /*message*/)
+{
+    flintrow_.own_ecu.request_address_claims();
+}
 
 void Bus_observer::on_time_elapsed(comm::message::Message& /*message*/) { flintrow_.session.on_second(); }
 

@@ -4,6 +4,19 @@
 
 namespace qv::can_bus::flr {
 
+namespace message {
+
+/// The service is to ask everybody for the address claim. Posted to the bus's dispatcher from any thread.
+class Request_address_claims final : public comm::message::Cloneable<Request_address_claims> {
+public:
+    static constexpr comm::message::Id id = 0x40F01;
+    Request_address_claims() noexcept
+        : Cloneable<Request_address_claims>(id)
+    {}
+};
+
+} // namespace message
+
 class Flintrow;
 
 /// Hears what the bus tells the service: its own ECU coming and going, new nodes, the tick of a second.
@@ -23,6 +36,7 @@ private:
     /// Of no effect: the list of ECUs is filled by address claims.
     void on_node_create(comm::message::Message& message);
     void on_time_elapsed(comm::message::Message& message);
+    void on_request_address_claims(comm::message::Message& message);
 
     Flintrow& flintrow_;
 };

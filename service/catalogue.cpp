@@ -129,6 +129,9 @@ void Catalogue::scan_folder(const std::string& path, Found& found) const
         return;
     }
     for (const auto& entry : *entries) {
+        if (stopped_) {
+            return;
+        }
         auto entry_path = path;
         entry_path.append("/").append(entry.name);
         if (entry.is_directory) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -43,6 +44,8 @@ public:
     /// that are not known yet. Links are not followed, names with a leading dot passed over. Blocks until all are
     /// read, and until a scan of another thread is over. 0, whatever was found.
     int scan_directory(const std::string& path);
+    /// Lets the scan that runs, and all that follow, end with what they have.
+    void stop() noexcept { stopped_ = true; }
     /// Takes in an image that no scan has found, unless its path is known.
     void add(std::shared_ptr<const HexParser> image);
 
@@ -62,6 +65,7 @@ private:
     void change(const std::function<void(Contents&)>& edit);
 
     const std::uint32_t& verbose_;
+    std::atomic<bool> stopped_{false};
 
     std::mutex scan_mutex_; ///< held through a scan, by nobody else; taken before `mutex_`
 

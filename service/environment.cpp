@@ -23,6 +23,12 @@ private:
 
 } // namespace
 
+Remote_control_maker& remote_control_maker()
+{
+    static Remote_control_maker maker;
+    return maker;
+}
+
 Environment Environment::of_process()
 {
     const auto& terminal = platform::terminal();
@@ -32,7 +38,8 @@ Environment Environment::of_process()
             &thread::end_process,
             [](const char* name, std::uint32_t bitrate) {
                 return std::make_unique<Socket_can_interface>(name, bitrate);
-            }};
+            },
+            remote_control_maker()};
 }
 
 } // namespace qv::can_bus::flr

@@ -166,7 +166,8 @@ void Session::on_custom_message(const pdu::PDU& pdu)
 /// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader.
 void Session::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
 {
-    if (state == State::BL_IDLE || hex_parser == nullptr || target_node == nullptr) {
+    take_over_choice();
+    if (state == State::BL_IDLE || (hex_parser == nullptr && zip_parser == nullptr) || target_node == nullptr) {
         return; // no session
     }
     std::printf("\t Comparing [%s] %s\r\n", name_text(target_node->name()).c_str(), name_text(name).c_str());

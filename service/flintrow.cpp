@@ -6,6 +6,7 @@
 
 #include "can/network/bus_message.h"
 #include "comm/master.h"
+#include "framework/file/root.h"
 #include "framework/log/hook.h"
 #include "framework/thread/process_exit.h"
 #include "service/bus_observer.h"
@@ -18,6 +19,20 @@ namespace qv::can_bus::flr {
 namespace {
 
 constexpr const char* can_interface_name = "can1";
+constexpr const char* startup_directory = "/usr/local/src/bitstreams/isonode";
+
+/// The file of the command line, or nothing when it is none of this kind.
+template <class Kind> std::shared_ptr<const Kind> parse_whole(const Options& options)
+{
+    auto parser = std::make_shared<Kind>();
+    if (parser->parse(options.write_file, false) != 0) {
+        return nullptr;
+    }
+    if (options.verbose > 0) {
+        parser->print_brief();
+    }
+    return parser;
+}
 
 } // namespace
 
@@ -43,12 +58,17 @@ std::unique_ptr<Flintrow> Flintrow::create_in(Environment environment, Dispatche
 
 Flintrow::Flintrow(Environment environment, Settings read, Dispatcher_id bus_dispatcher_id)
     : settings(std::move(read))
-    , session(options, inventory, own_ecu, environment.end_process)
+    , session(options, catalogue, inventory, own_ecu, environment.end_process)
     , dispatcher_id(bus_dispatcher_id)
     , environment_(std::move(environment))
 {}
 
-Flintrow::~Flintrow() { detach_ecu(); }
+Flintrow::~Flintrow()
+{
+    catalogue.stop();
+    remote_control_.reset();
+    detach_ecu();
+}
 
 std::string Flintrow::title() const { return settings.ecu_properties.model_name; }
 
@@ -66,7 +86,12 @@ void Flintrow::initialize()
         session.can_interface = environment_.open_can_interface(can_interface_name, Session::usual_bit_rate);
         session.target_baud = *options.baud;
     }
-    if (!options.write_file.empty()) {
+    if (environment_.make_remote_control) {
+        remote_control_ = environment_.make_remote_control(*this, settings.rpc_port);
+    }
+    if (options.write_file.empty()) {
+        scan_at_start();
+    } else {
         open_write_file();
     }
     std::printf("Initailize type %d progress %d\r\n", session.update_kind, static_cast<int>(session.state.load()));
@@ -76,17 +101,23 @@ void Flintrow::initialize()
 
 void Flintrow::open_write_file()
 {
-    auto image = std::make_shared<HexParser>();
-    if (image->parse(options.write_file, false) != 0) {
+    if (const auto image = parse_whole<HexParser>(options)) {
+        catalogue.add(image);
+        session.search_target(image);
+    } else if (const auto package = parse_whole<ZipParser>(options)) {
+        session.search_target(package);
+    } else {
         std::puts("Error: Invalid update file\r");
         session.state = State::BL_FAILURE;
-        return;
     }
-    if (options.verbose > 0) {
-        image->print_brief();
+}
+
+void Flintrow::scan_at_start()
+{
+    catalogue.scan_directory(file::rooted(startup_directory));
+    if (!options.directory.empty()) {
+        catalogue.scan_directory(options.directory);
     }
-    inventory.hex_updates.push_back(image);
-    session.search_target(std::move(image));
 }
 
 void Flintrow::attach_ecu(std::shared_ptr<ecu::ECU> created)
@@ -122,7 +153,7 @@ int Flintrow::clear_ecu_list()
 {
     inventory.clear_ecu_list();
     std::fputs("re-sending address claim\n", stderr);
-    own_ecu.request_address_claims();
+    comm::post_to(dispatcher_id, std::make_unique<message::Request_address_claims>());
     return 0;
 }
 

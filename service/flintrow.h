@@ -16,6 +16,23 @@
 
 namespace qv::can_bus::flr {
 
+class Flintrow;
+
+/// Whoever lets a user interface operate the service. Destroyed before it.
+class Remote_control {
+public:
+    virtual ~Remote_control() = default;
+
+protected:
+    Remote_control() = default;
+    Remote_control(const Remote_control&) = delete;
+    Remote_control& operator=(const Remote_control&) = delete;
+};
+
+using Remote_control_maker = std::function<std::unique_ptr<Remote_control>(Flintrow&, std::uint16_t port)>;
+/// What the process opens its service with: filled by `main`, before the bus thread starts. May stay empty.
+Remote_control_maker& remote_control_maker();
+
 /// What the service takes from the process around it; a test gives its own.
 struct Environment {
     int argc = 0;
@@ -26,14 +43,18 @@ struct Environment {
     /// Takes control of a CAN interface, which gets this bit rate at once.
     std::function<std::unique_ptr<Can_interface>(const char* name, std::uint32_t bitrate)> open_can_interface;
 
+    /// Opens the service to the user interface, on this TCP port. May be empty.
+    Remote_control_maker make_remote_control;
+
     static Environment of_process();
 };
 
 /// The update service on one CAN bus: keeps the list of ECUs and the update files, and programs one ECU at a
 /// time.
 ///
-/// Thread: the bus thread makes it, runs all that comes from the bus and the clock, and destroys it. Another
-/// thread may call what `Session` names; all else here belongs to the bus thread. Lifetime: the bus outlives it.
+/// Thread: the bus thread makes it, runs all that comes from the bus and the clock, and destroys it. The threads
+/// of the remote control use `catalogue`, `inventory`, `clear_ecu_list`, `end_process`, and of `session` what it
+/// says. Lifetime: the bus outlives it.
 class Flintrow final : public application::bus_thread::module::Module {
 public:
     using Dispatcher_id = comm::dispatcher::Dispatcher_id;
@@ -53,13 +74,16 @@ public:
     void detach_ecu();
 
     void on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node);
-    /// Forgets all ECUs and asks everybody to claim again. 0. Called on the bus thread, while no session runs.
+    /// Forgets all ECUs and has everybody asked to claim again. 0. For any thread, while no session runs.
     int clear_ecu_list();
+    /// Ends the process at once, from any thread. In a test it returns.
+    void end_process(int status) const { environment_.end_process(status); }
 
     Options options;
     const Settings settings;
     Own_ecu own_ecu;
-    Inventory inventory{options.verbose};
+    Catalogue catalogue{options.verbose};
+    Inventory inventory{options.verbose, catalogue};
     Session session;
     const Dispatcher_id dispatcher_id; ///< of the bus
     std::uint32_t log_id = 0;          ///< log client, 0 without a log
@@ -68,9 +92,11 @@ private:
     Flintrow(Environment environment, Settings read, Dispatcher_id bus_dispatcher_id);
     void initialize();
     void open_write_file();
+    void scan_at_start();
 
     Environment environment_;
     comm::observer::Observer_list observers_;
+    std::unique_ptr<Remote_control> remote_control_; ///< the first to go
 };
 
 } // namespace qv::can_bus::flr

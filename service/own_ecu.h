@@ -13,7 +13,7 @@ namespace qv::can_bus::flr {
 /// The service's own control function as its way to the bus: everything that the service sends leaves here,
 /// with priority 6. Nothing leaves before the bus has made the ECU, and nothing to an empty node.
 ///
-/// Thread: the bus thread alone, which changes the state of the claim and the addresses that are read here.
+/// Thread: the bus thread.
 class Own_ecu {
 public:
     void attach(std::shared_ptr<ecu::ECU> created) noexcept { ecu_ = std::move(created); }

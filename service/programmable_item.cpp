@@ -75,6 +75,7 @@ void Programmable_item::set_ecu_identification(std::string_view text)
     for (std::size_t index = 0; index < std::min(targets.size(), fields.size()); ++index) {
         *targets[index] = fields[index].empty() ? not_available : without_trailing_blanks(fields[index]);
     }
+    matches = std::make_shared<Matches>(); // the part number counts for them
     set_titles();
 }
 

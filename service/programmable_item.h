@@ -10,6 +10,7 @@
 
 #include "can/network/node/node.h"
 #include "service/hex_parser.h"
+#include "service/zip_parser.h"
 
 namespace qv::can_bus::flr {
 
@@ -20,9 +21,20 @@ struct Software_id {
     std::string version;
 };
 
+/// The update files that fit an ECU.
+struct Matches {
+    bool empty() const noexcept { return hex_matches.empty() && zip_matches.empty(); }
+
+    std::vector<std::shared_ptr<const HexParser>> hex_matches; ///< images
+    std::vector<std::shared_ptr<const ZipParser>> zip_matches; ///< packages for a wireless node
+    /// What they were chosen from; another one asks for another choice. Null before the first.
+    std::shared_ptr<const void> origin;
+};
+
 /// An ECU that claimed an address on the bus, with what it told about itself and the updates that fit it.
 ///
-/// Texts end before their first NUL. Thread: the bus thread.
+/// Texts end before their first NUL. Thread: whichever makes it. In the inventory it is shared and does not change
+/// any more; a change puts another in its place.
 struct Programmable_item {
     static constexpr std::size_t software_id_limit = 16;
 
@@ -54,8 +66,7 @@ struct Programmable_item {
     std::string manufacturer;
     std::array<Software_id, software_id_limit> software_ids;
     std::uint8_t software_id_count = 0;
-    std::unique_ptr<Programmable_item> next;
-    std::vector<std::shared_ptr<HexParser>> hex_matches; ///< fitting images
+    std::shared_ptr<const Matches> matches = std::make_shared<Matches>(); ///< never null
     std::string host; ///< of the wireless node before this ECU; empty when unknown
     std::shared_ptr<node::Node> node;
 

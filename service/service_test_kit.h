@@ -104,7 +104,8 @@ protected:
                                          arguments.data(),
                                          {"123456", "P-1", 26},
                                          [this](int status) { exits_.push_back(status); },
-                                         open},
+                                         open,
+                                         nullptr},
                                         bus_->dispatcher_id());
         drain();
     }

@@ -1,9 +1,12 @@
 #include "service/session.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 
 #include "framework/thread/pause.h"
+#include "service/wifi/install_handler.h"
+#include "service/wifi/send_handler.h"
 
 namespace qv::can_bus::flr {
 
@@ -17,23 +20,37 @@ constexpr auto pause_before_reset = 3s;
 constexpr auto pause_before_exit = 5s;
 constexpr char escape = 27;
 
-/// The image of this version among those that fit; the last one counts.
-const HexParser* find_version(const Programmable_item& entry, const std::string& version)
+constexpr std::uint32_t wireless_return_countdown = 60; // seconds
+constexpr std::uint32_t percent_total = 100;
+
+/// The update of this version among those that fit; the last one counts.
+template <class Updates>
+typename Updates::value_type find_version(const Updates& updates, const std::string& version)
 {
-    const HexParser* found = nullptr;
-    for (const auto& parser : entry.hex_matches) {
-        if (parser->software_version == version) {
-            found = parser.get();
-        }
+    const auto found = std::find_if(updates.rbegin(), updates.rend(), [&version](const auto& update) {
+        return update->software_version == version;
+    });
+    if (found == updates.rend()) {
+        std::printf("No update of version [%s] found\n", version.c_str());
+        return nullptr;
     }
-    return found;
+    std::printf("%s\r\n", (*found)->path.c_str());
+    return *found;
+}
+
+/// The node before the ECU; a node that has not told its name bears the serial number of the ECU.
+std::string host_of(const Programmable_item& entry)
+{
+    auto host = entry.host.empty() ? "PH" + entry.serial_number : entry.host;
+    return host.append(".local");
 }
 
 } // namespace
 
-Session::Session(const Options& options, const Inventory& inventory, const Own_ecu& own_ecu,
-                 std::function<void(int status)> end_process)
+Session::Session(const Options& options, const Catalogue& catalogue, const Inventory& inventory,
+                 const Own_ecu& own_ecu, std::function<void(int status)> end_process)
     : options_(options)
+    , catalogue_(catalogue)
     , inventory_(inventory)
     , own_ecu_(own_ecu)
     , end_process_(std::move(end_process))
@@ -42,18 +59,22 @@ Session::Session(const Options& options, const Inventory& inventory, const Own_e
 int Session::start_update(const Programmable_item& entry, const std::string& version)
 {
     std::puts("Programming selection -\r");
-    if (state != State::BL_IDLE) {
+    const std::unique_lock alone(starting_, std::try_to_lock);
+    if (!alone || state != State::BL_IDLE) {
         return -1;
     }
-    if (entry.hex_matches.empty()) {
-        return 0;
+    if (!entry.matches->hex_matches.empty()) {
+        return start_image(entry, version);
     }
-    const auto* update = find_version(entry, version);
+    return entry.matches->zip_matches.empty() ? 0 : start_package(entry, version);
+}
+
+int Session::start_image(const Programmable_item& entry, const std::string& version)
+{
+    const auto update = find_version(entry.matches->hex_matches, version);
     if (update == nullptr) {
-        std::printf("No update of version [%s] found\n", version.c_str());
         return -2;
     }
-    std::printf("%s\r\n", update->path.c_str());
     auto image = std::make_shared<HexParser>();
     if (image->parse(update->path, false) != 0) {
         std::puts("Error Parsing Bootload File\r");
@@ -62,11 +83,39 @@ int Session::start_update(const Programmable_item& entry, const std::string& ver
     if (options_.verbose > 0) {
         image->print_full();
     }
-    hex_parser = std::move(image);
-    target_node = entry.node;
-    update_kind = can_image;
-    state = State::BL_START; // last: from here on the bus thread acts
+    begin({can_image, std::move(image), nullptr, entry.node});
     return 0;
+}
+
+int Session::start_package(const Programmable_item& entry, const std::string& version)
+{
+    const auto update = find_version(entry.matches->zip_matches, version);
+    if (update == nullptr) {
+        return -2;
+    }
+    const auto host = host_of(entry);
+    std::printf("%s: (hostname %s)\n", "startUpdate", host.c_str());
+    begin({wireless_package, nullptr, update->for_ecu(entry.name, host), entry.node});
+    return 0;
+}
+
+/// From here on the bus thread acts.
+void Session::begin(Choice choice)
+{
+    choice_ = std::move(choice);
+    state = State::BL_START;
+}
+
+void Session::take_over_choice()
+{
+    if (state != State::BL_START || !choice_) {
+        return;
+    }
+    update_kind = choice_->update_kind;
+    hex_parser = std::move(choice_->image);
+    zip_parser = std::move(choice_->package);
+    target_node = std::move(choice_->target);
+    choice_.reset();
 }
 
 int Session::acknowledge_result()
@@ -79,24 +128,32 @@ int Session::acknowledge_result()
     return state.compare_exchange_strong(result, State::BL_IDLE) ? 0 : -1;
 }
 
-void Session::search_target(std::shared_ptr<HexParser> image)
+void Session::search_target(std::shared_ptr<const HexParser> image)
 {
     hex_parser = std::move(image);
     update_kind = can_image;
     state = State::BL_TARGET_SEARCH;
 }
 
+void Session::search_target(std::shared_ptr<const ZipParser> package)
+{
+    zip_parser = std::move(package);
+    update_kind = wireless_package;
+    state = State::BL_TARGET_SEARCH;
+}
+
 void Session::run_state()
 {
+    take_over_choice();
     switch (state) {
         case State::BL_IDLE: error_code = 0; return;
-        case State::BL_START: return enter_bootloader();
+        case State::BL_START: return leave_start();
         case State::BL_BOOTLOADER_PENDING: return wait_for_bootloader();
-        case State::BL_BOOTLOADER: return begin_erasing();
+        case State::BL_BOOTLOADER: return leave_bootloader();
         case State::BL_PARSING: return;
         case State::BL_ERASING: return erase_next_sector();
-        case State::BL_PROGRAMMING: return write_next_chunk();
-        case State::BL_RESTART: return reset_bootloader();
+        case State::BL_PROGRAMMING: return update_kind == can_image ? write_next_chunk() : wait_for_installation();
+        case State::BL_RESTART: return restart_ecu();
         case State::BL_READ_CHECKSUM: return request_checksum();
         case State::BL_COMPLETE: return complete();
         case State::BL_FAILURE: return report_failure();
@@ -106,6 +163,7 @@ void Session::run_state()
         case State::BL_BAUD_LOCAL: return change_local_baud();
         case State::BL_BAUD_SETTLE: return test_bootloader_anew();
         case State::BL_RESTART_PENDING: return wait_for_return();
+        case State::BL_TRANSFERRING: return wait_for_transfer();
         case State::BL_TARGET_SEARCH: return find_target();
     }
 }
@@ -123,6 +181,15 @@ void Session::fail(std::uint32_t code)
 bool Session::has_other_bit_rate(std::int32_t wanted) const
 {
     return can_interface != nullptr && can_interface->getBitrate() != static_cast<std::uint32_t>(wanted);
+}
+
+void Session::leave_start()
+{
+    if (update_kind == can_image) {
+        enter_bootloader();
+    } else {
+        state = State::BL_BOOTLOADER; // the node is always ready
+    }
 }
 
 void Session::enter_bootloader()
@@ -176,6 +243,79 @@ void Session::test_bootloader_anew()
 {
     countdown_ = bootloader_countdown;
     state = State::BL_BOOTLOADER_PENDING;
+}
+
+void Session::leave_bootloader()
+{
+    if (update_kind == can_image) {
+        begin_erasing();
+    } else {
+        begin_transfer();
+    }
+}
+
+void Session::begin_transfer()
+{
+    state = State::BL_TRANSFERRING;
+    start_worker("Starting Transfer Thread...", &SendHandler);
+}
+
+/// Starts the next step over the wireless node; a failure ends the session.
+void Session::start_worker(const char* announcement, Worker::Entry entry)
+{
+    std::puts(announcement);
+    worker_.reset();
+    if (zip_parser == nullptr) {
+        return; // the wait for the worker tells
+    }
+    worker_ =
+        std::make_unique<Worker>(Package{zip_parser->path, zip_parser->software_version, zip_parser->target_host});
+    if (const int error = worker_->start(entry); error != 0) {
+        std::printf("Error - pthread_create_ftp() return code: %d\n", error);
+        worker_.reset();
+        fail(failure::no_worker);
+    }
+}
+
+void Session::wait_for_transfer()
+{
+    if (worker_ == nullptr) {
+        return fail(failure::no_worker);
+    }
+    const auto& record = worker_->record();
+    progress_total = percent_total;
+    if (!worker_->has_ended()) {
+        progress_current = static_cast<std::uint32_t>(record.progress);
+        std::printf("Upload progress: %d\r\n", record.progress.load());
+        return;
+    }
+    if (const std::int32_t error = record.error; error != 0) {
+        std::printf("Transfer Incomplete (error %d)\n", error);
+        target_node.reset();
+        progress_current = 0;
+        return fail(static_cast<std::uint32_t>(error));
+    }
+    std::puts("Transfer Finished");
+    state = State::BL_PROGRAMMING;
+    start_worker("Starting Install Thread...", &InstallHandler);
+}
+
+void Session::wait_for_installation()
+{
+    if (worker_ == nullptr) {
+        return fail(failure::no_worker);
+    }
+    const auto& record = worker_->record();
+    if (!worker_->has_ended()) {
+        progress_total = percent_total;
+        progress_current = static_cast<std::uint32_t>(record.progress);
+    } else if (record.error != 0) {
+        std::puts("WIFI Install Incomplete");
+        fail(failure::not_installed);
+    } else {
+        std::puts("WIFI Install Finished");
+        state = State::BL_RESTART;
+    }
 }
 
 void Session::begin_erasing()
@@ -245,6 +385,19 @@ void Session::request_checksum()
     }
 }
 
+/// A wireless node restarts by itself.
+void Session::restart_ecu()
+{
+    if (update_kind == can_image) {
+        reset_bootloader();
+    } else {
+        countdown_ = wireless_return_countdown;
+        state = State::BL_RESTART_PENDING;
+    }
+    progress_total = countdown_;
+    progress_current = 0;
+}
+
 /// The ECU needs time before it takes the request; its Proceed moves the session on.
 void Session::reset_bootloader()
 {
@@ -255,8 +408,6 @@ void Session::reset_bootloader()
         send_request(memory_access::reset_bootloader);
     }
     countdown_ = return_countdown;
-    progress_total = countdown_;
-    progress_current = 0;
 }
 
 void Session::wait_for_return()
@@ -278,6 +429,8 @@ void Session::complete()
     progress_current = 0;
     transfer_step_ = Transfer_step::none;
     hex_parser.reset();
+    zip_parser.reset();
+    worker_.reset();
     state = State::BL_COMPLETE_ACK;
 }
 
@@ -301,7 +454,7 @@ void Session::exit_if_wanted()
 /// Of several ECUs that the file fits the last one is taken.
 void Session::find_target()
 {
-    for (std::int32_t index = 0; const auto* entry = inventory_.visible_ecu_at(index); ++index) {
+    for (const auto& entry : inventory_.visible_entries()) {
         if (!fits(*entry)) {
             continue;
         }
@@ -316,7 +469,8 @@ void Session::find_target()
 
 bool Session::fits(const Programmable_item& entry) const
 {
-    for (const auto& parser : inventory_.hex_updates) {
+    const auto files = catalogue_.contents();
+    for (const auto& parser : files->hex_updates) {
         if (parser->matches(entry.name, entry.part_number.c_str()) == 0) {
             return true;
         }

@@ -4,16 +4,20 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "can/network/node/node.h"
 #include "can/network/pdu/pdu.h"
 #include "service/can_interface.h"
+#include "service/catalogue.h"
 #include "service/image_walk.h"
 #include "service/inventory.h"
 #include "service/memory_access.h"
 #include "service/options.h"
 #include "service/own_ecu.h"
+#include "service/worker.h"
 
 namespace qv::can_bus::flr {
 
@@ -26,7 +30,7 @@ enum class State : std::int32_t {
     BL_BOOTLOADER = 3,         ///< the bootloader is up; the next run begins to erase
     BL_PARSING = 4,            ///< never entered
     BL_ERASING = 5,            ///< waits for a sector to be erased
-    BL_PROGRAMMING = 6,        ///< waits for a chunk to be written
+    BL_PROGRAMMING = 6,        ///< waits for a chunk to be written, or for a wireless node to install
     BL_RESTART = 7,            ///< asks for the restart and waits for Proceed
     BL_READ_CHECKSUM = 8,      ///< waits for the checksum
     BL_COMPLETE = 9,           ///< success; the next run cleans up
@@ -37,6 +41,7 @@ enum class State : std::int32_t {
     BL_BAUD_LOCAL = 14,        ///< the next run changes the own bit rate
     BL_BAUD_SETTLE = 15,       ///< waits for the bus to settle
     BL_RESTART_PENDING = 16,   ///< waits for the ECU's software identification, or for `countdown` runs
+    BL_TRANSFERRING = 17,      ///< waits for the upload to a wireless node
     BL_TARGET_SEARCH = 18,     ///< waits for an ECU that the file of the command line fits
 };
 
@@ -55,31 +60,37 @@ enum class Transfer_step : std::int32_t { none = 0, announced = 1, completed = 2
 /// Failure codes that a session sets itself.
 namespace failure {
 inline constexpr std::uint32_t other = 2; ///< failure without a code of its own
+inline constexpr std::uint32_t not_installed = 4;
 inline constexpr std::uint32_t not_returned = 11;
 inline constexpr std::uint32_t no_image = 23;
+inline constexpr std::uint32_t no_worker = 27;
 } // namespace failure
 
-/// Takes one ECU from its application through its bootloader to a new application.
+/// Takes one ECU from its application through its bootloader to a new application, or has a wireless node install
+/// a package.
 ///
-/// Thread: the bus thread runs it. `start_update` and `acknowledge_result` may come from another thread: the
-/// first acts only while `state` is idle, when the bus thread leaves the fields alone, and writes `state` last.
+/// Thread: the bus thread runs it. `start_update` and `acknowledge_result` are for any thread: the first acts only
+/// while `state` is idle, and leaves what it has chosen for the bus thread to take over, writing `state` last.
 /// What it was given at construction outlives it.
 class Session {
 public:
-    static constexpr std::int32_t can_image = 0; ///< the one value of `update_kind`
+    // The values of `update_kind`.
+    static constexpr std::int32_t can_image = 0;
+    static constexpr std::int32_t wireless_package = 1;
     static constexpr std::int32_t usual_bit_rate = 250000;
 
-    Session(const Options& options, const Inventory& inventory, const Own_ecu& own_ecu,
+    Session(const Options& options, const Catalogue& catalogue, const Inventory& inventory, const Own_ecu& own_ecu,
             std::function<void(int status)> end_process);
 
-    /// Begins to program the entry's ECU with the matching image of this version. 0 when it runs, and also
-    /// when nothing matches the entry; -1 when a session runs or the image does not parse; -2 without an image
-    /// of this version.
+    /// Begins to program the entry's ECU with the matching image, or without any image the package, of this
+    /// version. 0 when it runs, and also when nothing matches the entry; -1 when a session runs or starts, or the
+    /// image does not parse; -2 without an update of this version.
     int start_update(const Programmable_item& entry, const std::string& version);
     /// Ends a session that has a result: 0. In any other state -1.
     int acknowledge_result();
     /// The command line's file is to go to the first ECU that it fits.
-    void search_target(std::shared_ptr<HexParser> image);
+    void search_target(std::shared_ptr<const HexParser> image);
+    void search_target(std::shared_ptr<const ZipParser> package);
 
     void on_second();
     void on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node);
@@ -97,24 +108,44 @@ public:
     std::atomic<std::uint32_t> progress_current{0};
     std::atomic<std::uint32_t> progress_total{1}; ///< 0 when there is nothing to do
 
-    // The session, guarded by `state`.
+    // The session. Thread: the bus thread.
     std::shared_ptr<node::Node> target_node;
     std::int32_t update_kind = can_image;
-    std::shared_ptr<HexParser> hex_parser;        ///< the image, parsed in full
+    std::shared_ptr<const HexParser> hex_parser;  ///< the image, parsed in full
+    std::shared_ptr<const ZipParser> zip_parser;  ///< the package
     bool address_claimed = false;                 ///< the own claim was seen; nothing runs before
     std::int32_t target_baud = usual_bit_rate;    ///< bit/s while programming
     std::unique_ptr<Can_interface> can_interface; ///< only when the bit rate may change
 
 private:
+    /// What a session is to do.
+    struct Choice {
+        std::int32_t update_kind = can_image;
+        std::shared_ptr<const HexParser> image;
+        std::shared_ptr<const ZipParser> package;
+        std::shared_ptr<node::Node> target;
+    };
+
+    int start_image(const Programmable_item& entry, const std::string& version);
+    int start_package(const Programmable_item& entry, const std::string& version);
+    void begin(Choice choice);
+    void take_over_choice();
     void exchange_step();
     void run_state();
+    void leave_start();
     void enter_bootloader();
     void wait_for_bootloader();
+    void leave_bootloader();
     void begin_erasing();
+    void begin_transfer();
+    void start_worker(const char* announcement, Worker::Entry entry);
+    void wait_for_transfer();
+    void wait_for_installation();
     void erase_next_sector();
     void begin_programming();
     void write_next_chunk();
     void request_checksum();
+    void restart_ecu();
     void reset_bootloader();
     void wait_for_return();
     void complete();
@@ -147,7 +178,13 @@ private:
     std::uint32_t countdown_ = 0;      ///< seconds
     std::uint8_t tick_delay_ = 0;      ///< seconds during which ticks do nothing
 
+    std::mutex starting_;          ///< held while an update is chosen and parsed
+    std::optional<Choice> choice_; ///< written before `state` leaves idle, taken over by the bus thread after
+
+    std::unique_ptr<Worker> worker_; ///< of the step that runs over the wireless node
+
     const Options& options_;
+    const Catalogue& catalogue_;
     const Inventory& inventory_;
     const Own_ecu& own_ecu_;
     std::function<void(int status)> end_process_;

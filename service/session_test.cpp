@@ -22,7 +22,13 @@ enum class Waits_for { bootloader, erase, write, checksum, restart, return_of_ec
 
 class Session_test : public Service_test {
 protected:
-    Programmable_item& entry() { return *flintrow_->inventory.visible_ecu_at(0); }
+    /// The ECU, with the image for it.
+    Programmable_item entry() const
+    {
+        auto result = *flintrow_->inventory.visible_ecu_at(0);
+        result.matches = matches_;
+        return result;
+    }
     /// An ECU is seen and an image is there for it.
     void offer(std::uint32_t length)
     {
@@ -30,7 +36,7 @@ protected:
         tell_software();
         auto image = std::make_shared<HexParser>();
         image->parse(image_file(length), true);
-        entry().hex_matches.push_back(image);
+        matches_ = std::make_shared<Matches>(Matches{{std::move(image)}, {}, nullptr});
         sent();
         said();
     }
@@ -60,6 +66,7 @@ protected:
         EXPECT_THAT(said(), HasSubstr("Programming Failure!\r\n\r\n"));
         EXPECT_EQ(session().error_code, code);
     }
+    std::shared_ptr<const Matches> matches_ = std::make_shared<Matches>();
 };
 
 TEST_F(Session_test, programs_an_ecu)
@@ -304,7 +311,7 @@ TEST_F(Session_test, does_not_start_without_the_version_or_the_file)
     std::remove(image_file(8).c_str());
     EXPECT_EQ(session().start_update(entry(), "1.2"), -1);
     EXPECT_THAT(said(), HasSubstr("Error Parsing Bootload File\r\n"));
-    entry().hex_matches.clear();
+    matches_ = std::make_shared<Matches>();
     EXPECT_EQ(session().start_update(entry(), "1.2"), 0);
     EXPECT_EQ(session().state, State::BL_IDLE);
 }

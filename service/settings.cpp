@@ -50,6 +50,12 @@ ecu::properties::Properties read_properties(config::List& list, config::Object* 
     return properties;
 }
 
+/// A number that is no port gives way to the usual one.
+std::uint16_t port_of(std::uint32_t number)
+{
+    return number <= UINT16_MAX ? static_cast<std::uint16_t>(number) : Settings().rpc_port;
+}
+
 } // namespace
 
 bool is_enabled()
@@ -72,6 +78,7 @@ std::optional<Settings> read_settings(const Identity& identity)
     settings.source_address_preferred = ecu_node.get_decimal("source_address_preferred", 249);
     settings.name = read_name(*list, ecu_node.object(), identity);
     settings.ecu_properties = read_properties(*list, ecu_node.object(), identity);
+    settings.rpc_port = port_of(node_at(*list, root + "/rpc").get_decimal("port", settings.rpc_port));
     settings.vt_function_instance = vt_node.get_decimal("function_instance_preferred", 0);
     settings.vt_pool_path =
         node_at(*list, root + "/vt_client/pool").get_text("path", "/etc/tolvan/flintrow/vt_pool/");

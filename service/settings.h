@@ -22,6 +22,7 @@ struct Settings {
     name::Name name = 0;                          ///< NAME of the service's own ECU
     ecu::properties::Properties ecu_properties;   ///< handed to the bus with the NAME
     std::uint32_t source_address_preferred = 249; ///< which the own ECU claims first
+    std::uint16_t rpc_port = 9091;                ///< of the user interface; 0 is any free one
     std::uint32_t vt_function_instance = 0;       ///< of the preferred terminal
     std::string vt_pool_path;                     ///< folder of the object pool
 };

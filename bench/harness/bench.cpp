@@ -66,11 +66,18 @@ void Bench::start_router(const std::vector<std::string>& options)
     write_configuration();
 }
 
+void Bench::use_can(const std::string& of_service, const std::string& of_ecus)
+{
+    service_interface_ = of_service;
+    ecu_interface_ = of_ecus;
+    write_configuration();
+}
+
 std::unique_ptr<Process> Bench::start_ecu(const std::vector<std::string>& options) const
 {
     std::vector<std::string> arguments{programs + "simulated_ecu",
-                                       "--port",
-                                       std::to_string(port_),
+                                       ecu_interface_.empty() ? "--port" : "--can",
+                                       ecu_interface_.empty() ? std::to_string(port_) : ecu_interface_,
                                        "--part-number",
                                        "A1000",
                                        "--sector-size",
@@ -114,12 +121,17 @@ std::string Bench::configuration_path() const { return path("etc/tolvan/flintrow
 
 void Bench::write_configuration(const std::string& flintrow, const std::string& can_bus) const
 {
+    // Any free port, unless the caller wants to know it: many services run at a time.
+    const std::string rpc = flintrow.find("<rpc") == std::string::npos ? "<rpc port_c=\"0\"/>" : "";
+    const std::string hardware =
+        service_interface_.empty()
+            ? "<hardware type_a=\"router\">\r\n\t\t\t<ip port_c=\"" + std::to_string(port_) +
+                  "\"/>\r\n\t\t</hardware>"
+            : "<hardware type_a=\"socket can\" device_name_a=\"" + service_interface_ + "\"/>";
     write_file(configuration_path(),
                "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<configuration>\r\n\t<Flintrow enable_b=\"true\">" +
-                   flintrow + "</Flintrow>\r\n\t<application title_a=\"" + title_ +
-                   "\"/>\r\n\t<can_bus>\r\n\t\t<hardware type_a=\"router\">\r\n\t\t\t<ip port_c=\"" +
-                   std::to_string(port_) + "\"/>\r\n\t\t</hardware>" + can_bus +
-                   "</can_bus>\r\n</configuration>\r\n");
+                   rpc + flintrow + "</Flintrow>\r\n\t<application title_a=\"" + title_ +
+                   "\"/>\r\n\t<can_bus>\r\n\t\t" + hardware + can_bus + "</can_bus>\r\n</configuration>\r\n");
 }
 
 } // namespace harness

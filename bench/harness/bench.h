@@ -10,8 +10,8 @@
 
 namespace harness {
 
-/// A folder of its own with a configuration, a router, simulated ECUs and update files, for one test or
-/// measurement.
+/// A folder of its own with a configuration, a router or CAN interfaces, simulated ECUs and update files, for one
+/// test or measurement.
 class Bench {
 public:
     Bench();
@@ -23,6 +23,8 @@ public:
     void start_router(const std::vector<std::string>& options = {});
     void stop_router() { router_.reset(); }
     Process& router() { return *router_; }
+    /// Takes CAN interfaces of this machine, which are up, in place of the router.
+    void use_can(const std::string& of_service, const std::string& of_ecus);
     std::uint16_t port() const noexcept { return port_; }
     /// For a test that plays the router itself.
     void use_port(std::uint16_t port) { port_ = port; }
@@ -53,6 +55,8 @@ private:
     std::string title_;
     std::string program_;
     std::uint16_t port_ = 0;
+    std::string service_interface_; ///< empty: the router
+    std::string ecu_interface_;
     std::unique_ptr<Process> router_;
 };
 

@@ -185,7 +185,7 @@ void Bootloader::finish(Time now)
         case Step::data: return write(now);
         case Step::checksum: return answer_checksum(now);
         case Step::reset: return check_checksum(now);
-        case Step::rate: return change_rate();
+        case Step::rate: return change_rate(now);
     }
 }
 
@@ -254,11 +254,15 @@ void Bootloader::check_checksum(Time now)
     timer_.start(now, close_wait);
 }
 
-/// The tool waits for no answer: both sides change their rate now, which a simulated bus doesn't have.
-void Bootloader::change_rate()
+/// The tool waits for no answer: both sides change their rate now.
+void Bootloader::change_rate(Time now)
 {
+    const auto value = received_value();
+    if (!value) {
+        return fail("rate: not four bytes", now);
+    }
     state_ = State::idle;
-    host_.report(format("bit rate %u", received_value().value_or(0)));
+    host_.set_rate(*value);
 }
 
 std::optional<std::uint32_t> Bootloader::received_value() const noexcept

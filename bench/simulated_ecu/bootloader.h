@@ -25,6 +25,8 @@ public:
         /// The tool closed the last exchange: leave the bootloader. `updated`: new software was written.
         virtual void restart(bool updated, Time now) = 0;
         virtual void fall_silent() = 0;
+        /// The programming goes on at another bit rate, in bits per second.
+        virtual void set_rate(std::uint32_t rate) = 0;
     };
     struct Settings {
         std::optional<std::uint16_t> seed; ///< asks for a key when set
@@ -87,7 +89,7 @@ private:
     void write(Time now);
     void answer_checksum(Time now);
     void check_checksum(Time now);
-    void change_rate();
+    void change_rate(Time now);
 
     void after(Time delay, State state, Time now);
     void complete(Time now);

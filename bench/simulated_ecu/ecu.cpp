@@ -12,6 +12,9 @@ namespace {
 constexpr std::uint32_t priority_default = 6;   ///< SAE J1939-21, requests, answers, claims
 constexpr std::uint32_t priority_transport = 7; ///< ISO 11783-3 5.13.3
 constexpr std::size_t held_maximum = 32;
+constexpr std::uint32_t rate_default = 250'000; ///< ISO 11783-2
+constexpr Time rate_hold{
+    3000}; ///< the restarted ECU can be heard so long at the rate of the tool, which then leaves it
 
 } // namespace
 
@@ -23,6 +26,7 @@ Ecu::Ecu(Outside& outside, const Settings& settings)
     , claim_(*this, settings.name)
     , transport_(*this, settings.cts_window)
     , bootloader_(*this, flash_, faults_, settings.bootloader)
+    , rate_(rate_default)
 {}
 
 void Ecu::start(Time now)
@@ -209,6 +213,16 @@ void Ecu::return_to_bus(Time now)
     }
     report("restarted, version " + settings_.identification.version);
     start(now);
+    if (rate_ != rate_default) {
+        rate_back_.start(now, rate_hold);
+    }
+}
+
+void Ecu::set_rate(std::uint32_t rate)
+{
+    const bool done = outside_.set_rate(rate);
+    report((done ? "bit rate " : "cannot set the bit rate ") + std::to_string(rate));
+    rate_ = rate;
 }
 
 void Ecu::on_time(Time now)
@@ -218,6 +232,10 @@ void Ecu::on_time(Time now)
     }
     if (restart_.ended(now)) {
         return_to_bus(now);
+    }
+    if (rate_back_.ended(now)) {
+        rate_back_.stop();
+        set_rate(rate_default);
     }
     claim_.on_time(now);
     transport_.on_time(now);
@@ -231,7 +249,9 @@ void Ecu::on_time(Time now)
 
 Time Ecu::next() const noexcept
 {
-    return silent_ ? never : std::min({restart_.due(), claim_.next(), transport_.next(), bootloader_.next()});
+    return silent_ ? never
+                   : std::min(
+                         {restart_.due(), rate_back_.due(), claim_.next(), transport_.next(), bootloader_.next()});
 }
 
 } // namespace bench::simulated

@@ -24,6 +24,8 @@ public:
         virtual void send(const Record& record) = 0;
         virtual void report(const std::string& text) = 0;
         virtual void save(const Flash& flash) = 0; ///< an update is complete
+        /// Goes over to another bit rate. False when the bus does not do that.
+        virtual bool set_rate(std::uint32_t rate) = 0;
     };
     struct Settings {
         std::uint64_t name = 0xA0088400FFE00001; ///< self-configurable, agricultural, manufacturer 2047, number 1
@@ -64,6 +66,7 @@ private:
     void report(const std::string& text) override { outside_.report(text); }
     void restart(bool updated, Time now) override;
     void fall_silent() override { silent_ = true; }
+    void set_rate(std::uint32_t rate) override;
 
     void on_claim(std::uint8_t source, Bytes data, Time now);
     void on_requested(const Held_request& request, Time now);
@@ -79,8 +82,10 @@ private:
     Address_claim claim_;
     Transport transport_;
     Bootloader bootloader_;
-    bool silent_ = false;            ///< dead to the bus, for good
-    Timer restart_;                  ///< runs while the ECU is away for its restart
+    bool silent_ = false; ///< dead to the bus, for good
+    Timer restart_;       ///< runs while the ECU is away for its restart
+    std::uint32_t rate_;  ///< of the bus, in bits per second
+    Timer rate_back_;     ///< runs from the restart at a rate of the tool's to the return to the own one
     std::vector<Held_request> held_; ///< came within the 250 ms of the claim, and are answered after them
 };
 

@@ -75,6 +75,7 @@ protected:
         said_.push_back(text);
     }
     void report(const std::string&) override {}
+    bool set_rate(std::uint32_t rate) override { return said_.push_back(format("rate %u", rate)), true; }
     void save(const Flash& flash) override
     {
         const Bytes bytes = flash.content()->bytes;
@@ -165,6 +166,8 @@ TEST_F(Ecu_test, takes_an_update_and_restarts_with_the_new_version)
     exchange("18D980F0 01 0D 00 09 00 00 00 00", {proceed, completed, "18EFF080 20 00 FF FF FF FF FF FF"});
     exchange("18D980F1 01 0D 00 09 00 00 00 00", {"18D8F180 00 13 FF FF FF FF FF FF"}); // another tool: busy
     close();
+    exchange("18D980F0 04 15 02 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF"});
+    exchange("18D780F0 04 20 A1 07 00 FF FF FF", {"rate 500000"});
     exchange("18D980F0 03 05 00 10 00 00 00 00", {"18D8F080 03 11 FF FF FF FF FF FF"}); // write, 3 bytes
     exchange("18D780F0 03 AA BB CC 00 00 00 00", {failed});                             // not erased
     exchange("18D980F0 01 01 04 10 00 00 00 00", {proceed, failed});                    // no sector starts here
@@ -193,6 +196,8 @@ TEST_F(Ecu_test, takes_an_update_and_restarts_with_the_new_version)
     pass(250ms);
     exchange("18EA80F0 DA FE 00", {"1CECF080 10 23 00 05 FF DA FE 00"}); // 2BLD,PN-1000,1.0*APP,PN-1000,2.0.0*
     exchange("1CEC80F0 11 01 05 FF FF DA FE 00", {"1CEBF080 05 2C 32 2E 30 2E 30 2A"}); // ,2.0.0*
+    exchange("1CEC80F0 13 23 00 05 FF DA FE 00", {});
+    says_after(2750ms, "rate 250000"); // 3 s after the restart
 }
 
 TEST_F(Ecu_test, wants_its_seed_back_as_the_key)

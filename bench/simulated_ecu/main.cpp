@@ -1,6 +1,7 @@
-// simulated_ecu: one ECU in one process, on the bus of a router.
+// simulated_ecu: one ECU in one process, on the bus of a router or of a CAN interface.
 
 #include "bench/simulated_ecu/options.h"
+#include "bench/wire/can_socket.h"
 #include "bench/wire/client.h"
 
 #include <algorithm>
@@ -17,28 +18,37 @@
 namespace bench::simulated {
 namespace {
 
+std::unique_ptr<Link> link_of(const Options& options)
+{
+    if (!options.interface.empty()) {
+        return std::make_unique<Can_socket>(options.interface);
+    }
+    return std::make_unique<Client>(options.host, options.port);
+}
+
 class Process final : Ecu::Outside {
 public:
     explicit Process(const Options& options)
         : options_(options)
-        , client_(options.host, options.port)
+        , link_(link_of(options))
         , ecu_(*this, options.ecu)
     {}
 
     int run(int signals);
 
 private:
-    void send(const Record& record) override { (void)client_.send(record); }
+    void send(const Record& record) override { (void)link_->send(record); }
     void report(const std::string& text) override;
     void save(const Flash& flash) override;
+    bool set_rate(std::uint32_t rate) override { return link_->set_rate(rate); }
 
     [[nodiscard]] Time now() const;
     [[nodiscard]] int wait_time() const;
     void turn(short revents);
-    void on_change(Client::Change change);
+    void on_change(Link::Change change);
 
     Options options_;
-    Client client_;
+    std::unique_ptr<Link> link_;
     Ecu ecu_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
@@ -68,24 +78,24 @@ void Process::save(const Flash& flash)
 /// For poll, rounded up, so that the time has come when it returns.
 int Process::wait_time() const
 {
-    const Time due = std::min(ecu_.next(), client_.next_attempt());
+    const Time due = std::min(ecu_.next(), link_->next_attempt());
     return due == never ? -1 : static_cast<int>(std::clamp<Time::rep>((due - now()).count(), 0, INT_MAX));
 }
 
 void Process::turn(short revents)
 {
-    on_change(client_.on_poll(revents, now(), [this](const Record& record) { ecu_.on_frame(record, now()); }));
+    on_change(link_->on_poll(revents, now(), [this](const Record& record) { ecu_.on_frame(record, now()); }));
     if (now() >= ecu_.next()) {
         ecu_.on_time(now());
     }
 }
 
-void Process::on_change(Client::Change change)
+void Process::on_change(Link::Change change)
 {
     switch (change) {
-        case Client::Change::none: return;
-        case Client::Change::established: report("router connected"); return ecu_.start(now());
-        case Client::Change::terminated: return report("router lost");
+        case Link::Change::none: return;
+        case Link::Change::established: report(link_->name() + " connected"); return ecu_.start(now());
+        case Link::Change::terminated: return report(link_->name() + " lost");
     }
 }
 
@@ -96,7 +106,7 @@ int Process::run(int signals)
     std::snprintf(name, sizeof name, "%016llX", static_cast<unsigned long long>(options_.ecu.name));
     report(std::string("NAME ") + name + ", version " + options_.ecu.identification.version);
     for (;;) {
-        pollfd polled[] = {{client_.descriptor(), client_.events(), 0}, {signals, POLLIN, 0}};
+        pollfd polled[] = {{link_->descriptor(), link_->events(), 0}, {signals, POLLIN, 0}};
         if (poll(polled, 2, wait_time()) < 0 && errno != EINTR) {
             std::perror("simulated_ecu: poll");
             return 1;

@@ -83,6 +83,8 @@ constexpr Row rows[] = {
      [](Options& o, Text t) { o.host = t; return !t.empty(); }},
     {"port", "PORT", "the router's TCP port [39767]",
      [](Options& o, Text t) { return read(t, o.port, 1, 65535); }},
+    {"can", "INTERFACE", "a CAN interface of this machine in place of the router",
+     [](Options& o, Text t) { o.interface = t; return !t.empty(); }},
     {"label", "TEXT", "put in front of each line of the output",
      [](Options& o, Text t) { o.label = t; return true; }},
     {"verbose", "", "a line for each chunk too",
@@ -221,10 +223,10 @@ std::string parse_options(std::span<const char* const> arguments, Options& optio
 
 std::string help_text()
 {
-    std::string text =
-        "Usage: simulated_ecu [OPTION]...\n"
-        "An ECU on the bus of a can_router that can be programmed over DM14, DM15 and DM16. It tells\n"
-        "what happens to it, a line each, and runs until SIGTERM or SIGINT.\n";
+    std::string text = "Usage: simulated_ecu [OPTION]...\n"
+                       "An ECU on the bus of a can_router, or of a CAN interface, that can be programmed over "
+                       "DM14, DM15 and DM16. It tells\n"
+                       "what happens to it, a line each, and runs until SIGTERM or SIGINT.\n";
     for (const Row& row : rows) {
         if (row.set == nullptr) {
             text += '\n' + std::string(row.help) + (*row.help == '\0' ? "" : ":\n");

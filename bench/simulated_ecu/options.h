@@ -12,6 +12,7 @@ namespace bench::simulated {
 struct Options {
     std::string host = "127.0.0.1";
     std::uint16_t port = 39767;
+    std::string interface;  ///< of CAN, in place of the router
     std::string label;      ///< in front of each line of the output
     std::string flash_file; ///< empty: none
     bool help = false;

@@ -14,7 +14,6 @@
 namespace bench {
 namespace {
 
-constexpr Client::Time retry_pause{250};
 constexpr std::size_t out_maximum = 4U * 1024U * 1024U;
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;

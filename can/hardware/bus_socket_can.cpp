@@ -22,9 +22,6 @@ namespace qv::can_bus::hardware {
 namespace {
 
 constexpr int closed = -1;
-/// How long the receive thread rests after a read that failed, in milliseconds: an interface that goes down
-/// reports errors for as long as it is down.
-constexpr int rest_after_failure_ms = 100;
 
 using Ring = Queue_spsc<Message>;
 
@@ -70,31 +67,31 @@ std::shared_ptr<Connection> connect(std::shared_ptr<Ring> ring, const std::strin
     return made && bind_to_interface(connection->socket, device_name) ? connection : nullptr;
 }
 
-/// False when the thread shall end. `timeout_ms` -1 waits for a frame without limit; otherwise only the end of
-/// the thread is waited for.
-bool wait(const Connection& connection, int timeout_ms)
+/// Waits for a frame, or for the error that tells once that the interface went down. False when the thread shall
+/// end.
+bool wait(const Connection& connection)
 {
     std::array<pollfd, 2> descriptors{{{connection.stop, POLLIN, 0}, {connection.socket, POLLIN, 0}}};
-    ::poll(descriptors.data(), timeout_ms < 0 ? 2 : 1, timeout_ms);
+    ::poll(descriptors.data(), descriptors.size(), -1);
     return descriptors[0].revents == 0;
 }
-
-/// Whether a failed read left nothing but the next frame to wait for.
-bool is_harmless(int error) { return error == EAGAIN || error == EINTR; }
 
 void receive_thread(std::shared_ptr<Connection> connection) // NOLINT(performance-unnecessary-value-param)
 {
     can_frame frame;
     Message message;
-    bool failed = false;
-    while (wait(*connection, failed ? rest_after_failure_ms : -1)) {
-        const auto count = ::recv(connection->socket, &frame, sizeof frame, MSG_DONTWAIT);
-        failed = count < 0 && !is_harmless(errno);
-        if (count == sizeof frame) {
+    while (wait(*connection)) {
+        if (::recv(connection->socket, &frame, sizeof frame, MSG_DONTWAIT) == sizeof frame) {
             from_kernel(frame, message);
             connection->ring->push(message, false);
         }
     }
+}
+
+/// A full transmit queue loses the frame instead of holding up the bus thread.
+bool send_frame(int socket, const can_frame& frame)
+{
+    return ::send(socket, &frame, sizeof frame, MSG_DONTWAIT) == sizeof frame;
 }
 
 } // namespace
@@ -178,8 +175,9 @@ bool Bus_socket_can::write(std::uint32_t id, const std::uint8_t* data, std::uint
     if (!is_open() || !frame) {
         return false;
     }
-    // A full transmit queue loses the frame instead of holding up the bus thread.
-    return ::send(implementation_->connection->socket, &*frame, sizeof *frame, MSG_DONTWAIT) == sizeof *frame;
+    const int socket = implementation_->connection->socket;
+    // The first call after the interface went down gets that error, even when it is up again since then.
+    return send_frame(socket, *frame) || (errno == ENETDOWN && send_frame(socket, *frame));
 }
 
 bool Bus_socket_can::has_frame() const { return !implementation_->ring->empty(); }

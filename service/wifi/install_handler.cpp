@@ -29,10 +29,11 @@ constexpr long redirects_maximum = 5;
     return code == CURLE_OK;
 }
 
-[[nodiscard]] bool request_install(const Package& package)
+[[nodiscard]] bool request_install(const Transfer_record& record)
 {
-    Request request(package.target_host, "/update", install_silence);
-    const std::string fields = "softwarereleaseid=local%2C" + package.version;
+    Request request(record.package->target_host, "/update", install_silence);
+    request.cancel_by(record.cancelled);
+    const std::string fields = "softwarereleaseid=local%2C" + record.package->version;
     request.set("CURLOPT_POSTFIELDS", CURLOPT_POSTFIELDS, fields.c_str());
     return perform(request) && request.succeeded();
 }
@@ -48,6 +49,7 @@ void update(Transfer_record& record, const Install_status& status)
 [[nodiscard]] bool poll(Transfer_record& record)
 {
     Request request(record.package->target_host, "/update/status_json", status_silence);
+    request.cancel_by(record.cancelled);
     request.set("CURLOPT_FOLLOWLOCATION", CURLOPT_FOLLOWLOCATION, 1L);
     request.set("CURLOPT_MAXREDIRS", CURLOPT_MAXREDIRS, redirects_maximum);
     request.set("CURLOPT_REDIR_PROTOCOLS_STR", CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
@@ -69,11 +71,11 @@ void update(Transfer_record& record, const Install_status& status)
 void* InstallHandler(void* record)
 {
     auto& transfer = *static_cast<Transfer_record*>(record);
-    if (!transfer.package || !request_install(*transfer.package)) {
+    if (!transfer.package || !request_install(transfer)) {
         transfer.error = transfer_error::install;
         return record;
     }
-    while (!poll(transfer)) {
+    while (!poll(transfer) && !transfer.cancelled) {
         thread::pause(poll_pause);
     }
     return record;

@@ -46,6 +46,11 @@ std::size_t on_reply(char* bytes, std::size_t size, std::size_t count, void* rep
     return write_data(bytes, size, count, static_cast<url_data*>(reply));
 }
 
+int on_progress(void* cancelled, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    return *static_cast<const std::atomic<bool>*>(cancelled) ? 1 : 0;
+}
+
 CURL* make_handle() { return curl_global_init(CURL_GLOBAL_ALL) == CURLE_OK ? curl_easy_init() : nullptr; }
 
 } // namespace
@@ -57,6 +62,13 @@ Request::Request(const std::string& host, const std::string& path, std::chrono::
     , detours_(detours())
     , handle_(make_handle())
 {}
+
+void Request::cancel_by(const std::atomic<bool>& cancelled)
+{
+    set("CURLOPT_NOPROGRESS", CURLOPT_NOPROGRESS, 0L);
+    set("CURLOPT_XFERINFOFUNCTION", CURLOPT_XFERINFOFUNCTION, &on_progress);
+    set("CURLOPT_XFERINFODATA", CURLOPT_XFERINFODATA, const_cast<std::atomic<bool>*>(&cancelled));
+}
 
 CURLcode Request::perform()
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <memory>
@@ -35,6 +36,8 @@ public:
         }
     }
 
+    /// Lets `perform` end within a second or so once the flag is set; it outlives the request.
+    void cancel_by(const std::atomic<bool>& cancelled);
     [[nodiscard]] CURLcode perform();
 
     /// The HTTP status of the reply, 0 without one.

@@ -37,6 +37,9 @@ int curl_xfer_update(void* record, long long download_total, long long download_
                      long long upload_now)
 {
     auto& transfer = *static_cast<Transfer_record*>(record);
+    if (transfer.cancelled) {
+        return 1;
+    }
     double seconds = 0;
     if (transfer.curl == nullptr || curl_easy_getinfo(transfer.curl, CURLINFO_TOTAL_TIME, &seconds) != CURLE_OK ||
         !transfer.report_is_due(seconds)) {

@@ -38,7 +38,8 @@ struct Transfer_record {
     std::atomic<std::uint64_t> bytes_sent{0}; ///< as of the last report
     std::atomic<std::int32_t> progress{0};    ///< percent, 0 to 100
     std::atomic<std::int32_t> error{transfer_error::none};
-    std::uint32_t stall_count = 0; ///< reports in a row without a new byte
+    std::atomic<bool> cancelled{false}; ///< set by the session, which then waits for the worker's end
+    std::uint32_t stall_count = 0;      ///< reports in a row without a new byte
 
     /// True when a second or more of transfer has passed since the last report; this is the next one then.
     [[nodiscard]] bool report_is_due(double transfer_time) noexcept;
@@ -48,7 +49,8 @@ struct Transfer_record {
 };
 
 /// libcurl's transfer callback of an upload: the record, then bytes to receive, received, to send, sent. 1 aborts
-/// the transfer. Reports the progress once a second, to the record and to the terminal.
+/// the transfer, also when it was cancelled. Reports the progress once a second, to the record and to the
+/// terminal.
 int curl_xfer_update(void* record, long long download_total, long long download_now, long long upload_total,
                      long long upload_now);
 
