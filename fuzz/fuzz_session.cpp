@@ -124,7 +124,7 @@ public:
         }
         require(flintrow_->session.address_claimed);
         const auto files = flintrow_->catalogue.contents();
-        const_cast<HexParser&>(*files->hex_updates.at(0)).ecu_info = {{"IG", {"2"}}};
+        const_cast<qv::can_bus::flr::HexParser&>(*files->hex_updates.at(0)).ecu_info = {{"IG", {"2"}}};
     }
 
     void step(Input& input)
@@ -174,7 +174,8 @@ private:
                                          arguments.data(),
                                          {"1", "P", 26},
                                          [this](int) { ended_ = true; },
-                                         [](auto...) { return std::make_unique<Fake_can_interface>(); }},
+                                         [](auto...) { return std::make_unique<Fake_can_interface>(); },
+                                         nullptr},
                                         bus_->dispatcher_id());
         require(flintrow_ != nullptr);
         drain();
