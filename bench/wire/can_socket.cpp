@@ -66,6 +66,7 @@ bool run(const std::string& command)
     std::istringstream in(command);
     std::vector<std::string> words{std::istream_iterator<std::string>(in), {}};
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
         arguments.push_back(word.data());
     }

@@ -118,7 +118,8 @@ try {
 }
 
 /// A failure leaves the changes to the next save of the live document.
-void write_config(std::shared_ptr<config::Configuration> configuration)
+void write_config(
+    std::shared_ptr<config::Configuration> configuration) // NOLINT(performance-unnecessary-value-param)
 {
     if (configuration == nullptr || configuration->save(false)) {
         return;
