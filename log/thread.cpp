@@ -16,7 +16,7 @@ Thread::Thread(Log& log) noexcept
     , log_(log)
 {}
 
-void Thread::thread_static(std::shared_ptr<Log> log)
+void Thread::thread_static(std::shared_ptr<Log> log) // NOLINT(performance-unnecessary-value-param)
 {
     const auto thread = std::make_shared<Thread>(*log);
     comm::observer::Observer_list observers;
