@@ -34,12 +34,26 @@ function(flintrow_test name)
     endif()
     add_executable(${name} ${ARG_SOURCES})
     target_link_libraries(${name} PRIVATE flintrow_options ${ARG_LINKS} GTest::gmock GTest::gtest_main)
+    flintrow_quick_to_build(${name})
     if(NOT ARG_LABELS STREQUAL unit)
         add_dependencies(threaded ${name})
     endif()
     gtest_discover_tests(${name}
         DISCOVERY_TIMEOUT 60
         PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()
+
+# A test's own sources are not optimised, and the largest headers are compiled once for all of them.
+function(flintrow_quick_to_build name)
+    target_compile_options(${name} PRIVATE -O0)
+    if(NOT TARGET test_headers)
+        file(WRITE ${CMAKE_BINARY_DIR}/test_headers.cpp "")
+        add_library(test_headers STATIC EXCLUDE_FROM_ALL ${CMAKE_BINARY_DIR}/test_headers.cpp)
+        target_link_libraries(test_headers PRIVATE flintrow_options GTest::gmock)
+        target_compile_options(test_headers PRIVATE -O0)
+        target_precompile_headers(test_headers PRIVATE <gmock/gmock.h> <filesystem> <functional> <thread>)
+    endif()
+    target_precompile_headers(${name} REUSE_FROM test_headers)
 endfunction()
 
 # flintrow_program(NAME SOURCES main.cpp ... [LINKS lib ...])
