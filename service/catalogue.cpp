@@ -9,6 +9,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "comm/master.h"
+
 namespace qv::can_bus::flr {
 
 namespace {
@@ -74,8 +76,10 @@ int Catalogue::find_parsed_file(const std::string& path) const
     return contents()->paths.contains(path) ? 0 : -1;
 }
 
-int Catalogue::scan_directory(const std::string& path)
+/// A path that holds a NUL ends there, as it does for the system: else each folder below would be the folder itself.
+int Catalogue::scan_directory(const std::string& given)
 {
+    const std::string path = given.c_str(); // NOLINT(readability-redundant-string-cstr)
     const std::lock_guard one_at_a_time(scan_mutex_);
     remove_changed_files();
     remember_directory(path);
@@ -129,7 +133,7 @@ void Catalogue::scan_folder(const std::string& path, Found& found) const
         return;
     }
     for (const auto& entry : *entries) {
-        if (stopped_) {
+        if (stopped_ || comm::core_is_stopping()) {
             return;
         }
         auto entry_path = path;

@@ -43,7 +43,7 @@ public:
     /// Drops the files that changed or are gone, remembers the directory and looks through it in depth for files
     /// that are not known yet. Links are not followed, names with a leading dot passed over. Blocks until all are
     /// read, and until a scan of another thread is over. 0, whatever was found.
-    int scan_directory(const std::string& path);
+    int scan_directory(const std::string& given);
     /// Lets the scan that runs, and all that follow, end with what they have.
     void stop() noexcept { stopped_ = true; }
     /// Takes in an image that no scan has found, unless its path is known.

@@ -115,6 +115,7 @@ TEST_F(Catalogue_test, a_scan_of_another_directory_keeps_what_still_exists)
     folder.image("two/b.hex");
     scan("/one");
     EXPECT_EQ(scan("/absent"), "Unable to open directory " + folder.path + "/absent\r\n");
+    EXPECT_EQ(scan(std::string("/absent\0/one", 12)), "Unable to open directory " + folder.path + "/absent\r\n");
     scan("/two");
     scan("/one");
     EXPECT_THAT(images(), ElementsAre("one/a.hex", "two/b.hex"));

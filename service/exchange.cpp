@@ -61,8 +61,12 @@ void Session::send_request(const memory_access::Request& new_request)
     own_ecu_.send(target_node, pdu::pgn::memory_access_request, request_);
 }
 
+/// While a wireless node works no request is open, and a stray answer may not end the session under the worker.
 void Session::on_memory_access_response(const pdu::PDU& pdu)
 {
+    if (state == State::BL_TRANSFERRING || (state == State::BL_PROGRAMMING && update_kind == wireless_package)) {
+        return;
+    }
     const auto response = memory_access::parse_response(pdu.data.bytes());
     if (!response) {
         return;

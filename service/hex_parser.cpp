@@ -24,7 +24,7 @@ std::uint32_t big_endian_32(std::span<const std::uint8_t> bytes) noexcept
 
 int HexParser::parse(const std::string& file_path, bool header_only)
 {
-    if (!examine(file_path)) {
+    if (!examine(file_path) || file_stat.st_size > file_size_limit) {
         return -1;
     }
     software_version = "Missing";

@@ -17,6 +17,8 @@ class HexParser final : public Parser {
 public:
     /// Bytes of scrambled ECU info that a file may hold; one with more is refused.
     static constexpr std::size_t ecu_block_limit = 1024;
+    /// Bytes of a file; a larger one is refused unread, so that no stray disk image holds up a scan.
+    static constexpr std::int64_t file_size_limit = std::int64_t{256} << 20;
 
     int parse(const std::string& file_path, bool header_only) override;
     void print_brief() const override;

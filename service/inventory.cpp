@@ -191,23 +191,39 @@ void Inventory::match_updates(Programmable_item& entry) const
     entry.update_version = newest(versions);
 }
 
-void Inventory::replace(const Entry& before, const Entry& after)
+/// False when the entry was changed, or is gone.
+bool Inventory::replace(const Entry& before, const Entry& after)
 {
     const std::lock_guard lock(mutex_);
-    std::replace(ecu_list_.begin(), ecu_list_.end(), before, after);
+    const auto place = std::find(ecu_list_.begin(), ecu_list_.end(), before);
+    if (place == ecu_list_.end()) {
+        return false;
+    }
+    *place = after;
+    return true;
 }
 
-/// The files are compared outside the lock. An entry whose identity changed meanwhile is left to the next time.
 void Inventory::refresh_ecu_strings()
 {
     for (const auto& entry : visible_entries()) {
-        Programmable_item fresh = *entry;
-        fresh.current_version = fresh.application_version();
-        match_updates(fresh);
-        replace(entry, std::make_shared<Programmable_item>(fresh));
-        std::printf("Set ECU String, %s : %s : %s\r\n", fresh.title.c_str(), fresh.current_version.c_str(),
-                    fresh.update_version.c_str());
+        for (auto current = entry; current != nullptr && !refresh(current);) {
+            current = find_ecu_by_address(static_cast<std::uint32_t>(entry->address));
+        }
     }
+}
+
+/// The files are compared outside the lock. False when the entry was changed meanwhile.
+bool Inventory::refresh(const Entry& entry)
+{
+    const auto fresh = std::make_shared<Programmable_item>(*entry);
+    fresh->current_version = fresh->application_version();
+    match_updates(*fresh);
+    if (!replace(entry, fresh)) {
+        return false;
+    }
+    std::printf("Set ECU String, %s : %s : %s\r\n", fresh->title.c_str(), fresh->current_version.c_str(),
+                fresh->update_version.c_str());
+    return true;
 }
 
 void Inventory::clear_ecu_list()

@@ -62,7 +62,8 @@ private:
     template <class Updates>
     void match(const Updates& updates, const Programmable_item& entry, Updates& matches,
                std::vector<std::string>& versions) const;
-    void replace(const Entry& before, const Entry& after);
+    bool replace(const Entry& before, const Entry& after);
+    bool refresh(const Entry& entry);
     std::vector<Entry> entries() const;
 
     const std::uint32_t& verbose_;

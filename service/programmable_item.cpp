@@ -71,11 +71,14 @@ Programmable_item::Programmable_item(std::uint32_t source_address, name::Name ec
 void Programmable_item::set_ecu_identification(std::string_view text)
 {
     const std::array<std::string*, 5> targets = {&part_number, &serial_number, &location, &type, &manufacturer};
+    const auto former_part_number = part_number;
     const auto fields = split(text, '*', targets.size());
     for (std::size_t index = 0; index < std::min(targets.size(), fields.size()); ++index) {
         *targets[index] = fields[index].empty() ? not_available : without_trailing_blanks(fields[index]);
     }
-    matches = std::make_shared<Matches>(); // the part number counts for them
+    if (part_number != former_part_number) {
+        matches = std::make_shared<Matches>(); // they were chosen by it
+    }
     set_titles();
 }
 

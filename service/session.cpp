@@ -80,6 +80,10 @@ int Session::start_image(const Programmable_item& entry, const std::string& vers
         std::puts("Error Parsing Bootload File\r");
         return -1;
     }
+    if (image->software_version != version || image->ecu_info_text != update->ecu_info_text) {
+        std::printf("%s is not what the last scan found there\n", update->path.c_str());
+        return -2;
+    }
     if (options_.verbose > 0) {
         image->print_full();
     }
@@ -90,7 +94,7 @@ int Session::start_image(const Programmable_item& entry, const std::string& vers
 int Session::start_package(const Programmable_item& entry, const std::string& version)
 {
     const auto update = find_version(entry.matches->zip_matches, version);
-    if (update == nullptr) {
+    if (update == nullptr || update->is_unchanged() != 0) {
         return -2;
     }
     const auto host = host_of(entry);
@@ -103,6 +107,7 @@ int Session::start_package(const Programmable_item& entry, const std::string& ve
 void Session::begin(Choice choice)
 {
     choice_ = std::move(choice);
+    error_code = 0;
     state = State::BL_START;
 }
 
@@ -116,6 +121,8 @@ void Session::take_over_choice()
     zip_parser = std::move(choice_->package);
     target_node = std::move(choice_->target);
     choice_.reset();
+    access_status_ = Access_status::ready; // nothing of the last session goes to this ECU
+    request_ = {};
 }
 
 int Session::acknowledge_result()
@@ -256,6 +263,7 @@ void Session::leave_bootloader()
 
 void Session::begin_transfer()
 {
+    progress_current = 0;
     state = State::BL_TRANSFERRING;
     start_worker("Starting Transfer Thread...", &SendHandler);
 }
@@ -394,8 +402,8 @@ void Session::restart_ecu()
         countdown_ = wireless_return_countdown;
         state = State::BL_RESTART_PENDING;
     }
+    progress_current = 0; // first, for those who read the two at any moment
     progress_total = countdown_;
-    progress_current = 0;
 }
 
 /// The ECU needs time before it takes the request; its Proceed moves the session on.

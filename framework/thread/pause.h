@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 
 namespace qv::thread {
@@ -7,6 +8,8 @@ namespace qv::thread {
 /// The one place through which the system waits for real time that no message measures: the retry pauses
 /// of a start, the three seconds before a restart, the five before an exit.
 void pause(std::chrono::milliseconds duration);
+/// The same, over a little after `cancelled` is set.
+void pause(std::chrono::milliseconds duration, const std::atomic<bool>& cancelled);
 
 /// Replaces the wait, for tests that take no time; null restores the real one. Returns the former one.
 using Pause_function = void (*)(std::chrono::milliseconds);

@@ -80,6 +80,20 @@ std::string utf_8(std::string text)
     return string::latin_1_to_utf_8(text);
 }
 
+/// The version as its file has it, by the text that callers get of it.
+std::string own_version(const Matches& matches, const std::string& told)
+{
+    const auto search = [&told](const auto& updates) -> const std::string* {
+        const auto found = std::find_if(updates.begin(), updates.end(), [&told](const auto& update) {
+            return utf_8(update->software_version) == told;
+        });
+        return found == updates.end() ? nullptr : &(*found)->software_version;
+    };
+    const auto* image = search(matches.hex_matches);
+    const auto* version = image == nullptr ? search(matches.zip_matches) : image;
+    return version == nullptr ? told : *version;
+}
+
 ::flintrow::ecuInfo info_of(const Programmable_item& entry)
 {
     ::flintrow::ecuInfo info;
@@ -182,7 +196,7 @@ std::int32_t FlintrowThriftHandler::UpdateECUVersion(std::int64_t name, const st
     if (entry == nullptr) {
         return no_ecu;
     }
-    return entry->matches->empty() ? tell_no_file() : start(*service, *entry, version);
+    return entry->matches->empty() ? tell_no_file() : start(*service, *entry, own_version(*entry->matches, version));
 }
 
 std::int32_t FlintrowThriftHandler::UpdateComplete()

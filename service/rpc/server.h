@@ -32,6 +32,7 @@ private:
 
     static void IPCHandler(Rpc_server* server);
     void serve();
+    void serve_once();
 
     Flintrow& flintrow_;
     const std::shared_ptr<FlintrowThriftHandler> handler_ = std::make_shared<FlintrowThriftHandler>();

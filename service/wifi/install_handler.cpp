@@ -76,7 +76,7 @@ void* InstallHandler(void* record)
         return record;
     }
     while (!poll(transfer) && !transfer.cancelled) {
-        thread::pause(poll_pause);
+        thread::pause(poll_pause, transfer.cancelled);
     }
     return record;
 }

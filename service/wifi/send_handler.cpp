@@ -1,9 +1,12 @@
 #include "service/wifi/send_handler.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "service/wifi/request.h"
 #include "service/wifi/transfer_record.h"
@@ -28,31 +31,49 @@ int on_progress(void* record, curl_off_t download_total, curl_off_t download_now
     return curl_xfer_update(record, download_total, download_now, upload_total, upload_now);
 }
 
-std::int32_t file_error(const std::string& path)
-{
-    struct Close {
-        void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-    };
-    const std::unique_ptr<std::FILE, Close> file(std::fopen(path.c_str(), "rb"));
-    if (file == nullptr) {
-        std::puts("Error Unable to open upload directory");
-        return transfer_error::file_open;
+/// The package, open. Should its path by now lead to a pipe, nothing waits for its writer.
+class Package_file {
+public:
+    explicit Package_file(const std::string& path)
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+    {}
+    ~Package_file()
+    {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
     }
-    struct stat status = {};
-    if (::fstat(::fileno(file.get()), &status) != 0) {
-        std::puts("Error Unable to stat file");
-        return transfer_error::file_status;
+    Package_file(const Package_file&) = delete;
+    Package_file& operator=(const Package_file&) = delete;
+
+    std::int32_t error() const
+    {
+        if (descriptor_ < 0) {
+            std::puts("Error Unable to open upload directory");
+            return transfer_error::file_open;
+        }
+        struct stat status = {};
+        if (::fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+            std::puts("Error Unable to stat file");
+            return transfer_error::file_status;
+        }
+        return transfer_error::none;
     }
-    return transfer_error::none;
-}
+    /// Leads to the same file, whatever now stands under its name.
+    std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
+
+private:
+    int descriptor_;
+};
 
 /// The form with the file in it, or nothing.
-Form make_form(CURL* handle, const std::string& path)
+Form make_form(CURL* handle, const Package_file& file, const std::string& name)
 {
     Form form(curl_mime_init(handle));
     curl_mimepart* part = form == nullptr ? nullptr : curl_mime_addpart(form.get());
     if (part == nullptr || curl_mime_name(part, "sendfile") != CURLE_OK ||
-        curl_mime_filedata(part, path.c_str()) != CURLE_OK) {
+        curl_mime_filedata(part, file.path().c_str()) != CURLE_OK ||
+        curl_mime_filename(part, name.c_str()) != CURLE_OK) {
         return nullptr;
     }
     return form;
@@ -92,11 +113,12 @@ std::int32_t upload(Transfer_record& record)
     const std::string& path = record.package->path;
     std::puts("Send File:\r");
     std::printf("%s\r\n", path.c_str());
-    if (const auto error = file_error(path); error != transfer_error::none) {
+    const Package_file file(path);
+    if (const auto error = file.error(); error != transfer_error::none) {
         return error;
     }
     Request request(record.package->target_host, "/upload", allowed_silence);
-    const Form form = make_form(request.handle(), path);
+    const Form form = make_form(request.handle(), file, std::filesystem::path(path).filename());
     if (form == nullptr) {
         return transfer_error::upload;
     }
