@@ -132,9 +132,10 @@ TEST_F(Log_test, costs_nothing_but_itself_where_no_file_can_be_written)
         ::setrlimit(RLIMIT_FSIZE, &limit);
         start(0, place);
         EXPECT_TRUE(place != "removed" || soon([&] {
-            std::error_code busy; // the log may make its file just then
-            return fs::exists(directory / place) && fs::remove_all(directory / place, busy) != 0 && !busy;
-        }));
+                        std::error_code busy; // the log may make its file just then
+                        return fs::exists(directory / place) && fs::remove_all(directory / place, busy) != 0 &&
+                               !busy;
+                    }));
         for (int number = 0; number < 1000; ++number) {
             write(0, 0, "a line of a text %d", number);
         }
