@@ -1,27 +1,10 @@
 #include "bench/can_router/options.h"
 #include "bench/can_router/router.h"
+#include "bench/command_line/stop_signals.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
-
-#include <sys/signalfd.h>
-
-namespace {
-
-/// A descriptor that becomes readable when the program is asked to end.
-int stop_descriptor()
-{
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    ::sigaddset(&signals, SIGINT);
-    ::sigaddset(&signals, SIGTERM);
-    ::sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return ::signalfd(-1, &signals, SFD_CLOEXEC);
-}
-
-} // namespace
 
 int main(int argc, char** argv)
 {
@@ -30,7 +13,7 @@ int main(int argc, char** argv)
     if (!options) {
         return exit_status;
     }
-    const int stop = stop_descriptor();
+    const int stop = bench::stop_signals();
     bench::Frame_log log;
     if (!options->log.empty() && !log.open(options->log)) {
         std::fprintf(stderr, "can_router: cannot write %s: %s\n", options->log.c_str(), std::strerror(errno));

@@ -1,5 +1,6 @@
 // simulated_ecu: one ECU in one process, on the bus of a router or of a CAN interface.
 
+#include "bench/command_line/stop_signals.h"
 #include "bench/simulated_ecu/options.h"
 #include "bench/wire/can_socket.h"
 #include "bench/wire/client.h"
@@ -12,7 +13,6 @@
 #include <cstring>
 #include <memory>
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace bench::simulated {
@@ -120,18 +120,6 @@ int Process::run(int signals)
     }
 }
 
-int watch_signals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) {
-        return -1;
-    }
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
 int run(std::span<const char* const> arguments)
 {
     Options options;
@@ -143,7 +131,7 @@ int run(std::span<const char* const> arguments)
         std::fputs(help_text().c_str(), stdout);
         return 0;
     }
-    const int signals = watch_signals();
+    const int signals = stop_signals();
     if (signals < 0) {
         std::perror("simulated_ecu: signals");
         return 1;

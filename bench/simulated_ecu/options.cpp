@@ -1,51 +1,16 @@
 #include "bench/simulated_ecu/options.h"
 
-#include <algorithm>
-#include <charconv>
-#include <iterator>
 #include <optional>
 #include <string_view>
+
+#include "bench/command_line/option_table.h"
 
 namespace bench::simulated {
 namespace {
 
 using Text = std::string_view;
 
-/// Decimal, or hexadecimal with 0x (or always, with `base` 16); K and M for 1024 and 1024 x 1024.
-template <class Number>
-bool read(Text text, Number& number, std::uint64_t least, std::uint64_t most, int base = 10)
-{
-    if (text.starts_with("0x") || text.starts_with("0X")) {
-        text.remove_prefix(2);
-        base = 16;
-    }
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    const Text unit = text.substr(static_cast<std::size_t>(end - text.data()));
-    const std::uint64_t factor = unit == "K" ? 1024 : unit == "M" ? 1024 * 1024 : unit.empty() ? 1 : 0;
-    if (error != std::errc{} || factor == 0 || value > most / factor || value * factor < least) {
-        return false;
-    }
-    number = static_cast<Number>(value * factor);
-    return true;
-}
-
-bool read_time(Text text, Time& time)
-{
-    std::uint32_t milliseconds = 0;
-    const bool good = read(text, milliseconds, 0, 3'600'000);
-    time = Time(milliseconds);
-    return good;
-}
-
 bool read_address(Text text, std::uint8_t& address) { return read(text, address, 0, 253); }
-
-/// A field of an identification; "*" ends fields on the bus.
-bool read_field(Text text, std::string& field)
-{
-    field = text;
-    return text.size() <= 200 && text.find('*') == Text::npos;
-}
 
 bool read_step(Text text, Step& step)
 {
@@ -69,15 +34,8 @@ bool read_switch(Text text, bool& on)
     return on || text == "off";
 }
 
-struct Row {
-    const char* name;  ///< without "--"; empty for a headline
-    const char* value; ///< what to give; empty for a switch that stands alone
-    const char* help;
-    bool (*set)(Options&, Text);
-};
-
 // clang-format off
-constexpr Row rows[] = {
+constexpr Option_row<Options> rows[] = {
     {"", "", "The bus", nullptr},
     {"host", "HOST", "the router's machine [127.0.0.1]",
      [](Options& o, Text t) { o.host = t; return !t.empty(); }},
@@ -178,13 +136,6 @@ constexpr Row rows[] = {
 };
 // clang-format on
 
-const Row* find_row(Text name)
-{
-    const auto row = std::find_if(std::begin(rows), std::end(rows),
-                                  [&](const Row& each) { return each.set != nullptr && each.name == name; });
-    return row == std::end(rows) ? nullptr : row;
-}
-
 std::string whole_check(const Options& options)
 {
     const Flash::Layout& flash = options.ecu.flash;
@@ -199,26 +150,8 @@ std::string whole_check(const Options& options)
 
 std::string parse_options(std::span<const char* const> arguments, Options& options)
 {
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const Text argument = arguments[i];
-        const std::size_t equal = argument.find('=');
-        const Row* row = argument.starts_with("--") ? find_row(argument.substr(0, equal).substr(2)) : nullptr;
-        if (row == nullptr) {
-            return "unknown option " + std::string(argument);
-        }
-        Text value = equal == Text::npos ? Text{} : argument.substr(equal + 1);
-        const bool alone = *row->value == '\0';
-        if (alone ? equal != Text::npos : equal == Text::npos && i + 1 == arguments.size()) {
-            return "--" + std::string(row->name) + (alone ? " takes no value" : " needs a value");
-        }
-        if (!alone && equal == Text::npos) {
-            value = arguments[++i];
-        }
-        if (!row->set(options, value)) {
-            return "--" + std::string(row->name) + ": '" + std::string(value) + "' is no " + row->value;
-        }
-    }
-    return whole_check(options);
+    auto wrong = parse_table<Options>(rows, arguments, options);
+    return wrong.empty() ? whole_check(options) : wrong;
 }
 
 std::string help_text()
@@ -227,17 +160,8 @@ std::string help_text()
                        "An ECU on the bus of a can_router, or of a CAN interface, that can be programmed over "
                        "DM14, DM15 and DM16. It tells\n"
                        "what happens to it, a line each, and runs until SIGTERM or SIGINT.\n";
-    for (const Row& row : rows) {
-        if (row.set == nullptr) {
-            text += '\n' + std::string(row.help) + (*row.help == '\0' ? "" : ":\n");
-            continue;
-        }
-        std::string left = "  --" + std::string(row.name) + ' ' + row.value;
-        left.resize(std::max<std::size_t>(left.size() + 1, 30), ' ');
-        text += left + row.help + '\n';
-    }
-    return text + "\nA STEP is one of " + step_names + " (or middle, the same as data).\n" +
-           "Numbers are decimal, or hexadecimal with 0x.\n";
+    return text + table_text<Options>(rows) + "\nA STEP is one of " + step_names +
+           " (or middle, the same as data).\n" + "Numbers are decimal, or hexadecimal with 0x.\n";
 }
 
 } // namespace bench::simulated

@@ -1,5 +1,6 @@
 // wifi_node: a wireless node in one process, with an HTTP server and a place on the bus of a router.
 
+#include "bench/command_line/stop_signals.h"
 #include "bench/wifi_node/gateway.h"
 #include "bench/wifi_node/http_server.h"
 #include "bench/wifi_node/installer.h"
@@ -13,7 +14,6 @@
 #include <cstdio>
 #include <memory>
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace bench::wifi {
@@ -162,18 +162,6 @@ int Node::run(int signals)
     }
 }
 
-int watch_signals()
-{
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGINT);
-    if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) {
-        return -1;
-    }
-    return signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
 int run(std::span<const char* const> arguments)
 {
     Options options;
@@ -186,7 +174,7 @@ int run(std::span<const char* const> arguments)
         return 0;
     }
     (void)std::signal(SIGPIPE, SIG_IGN); // a client that goes away ends nothing but its connection
-    const int signals = watch_signals();
+    const int signals = stop_signals();
     if (signals < 0) {
         std::perror("wifi_node: signals");
         return 1;

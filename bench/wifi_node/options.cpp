@@ -1,46 +1,13 @@
 #include "bench/wifi_node/options.h"
 
-#include <algorithm>
-#include <charconv>
-#include <iterator>
 #include <string_view>
+
+#include "bench/command_line/option_table.h"
 
 namespace bench::wifi {
 namespace {
 
 using Text = std::string_view;
-
-/// Decimal, or hexadecimal with 0x (or always, with `base` 16).
-template <class Number>
-bool read(Text text, Number& number, std::uint64_t least, std::uint64_t most, int base = 10)
-{
-    if (text.starts_with("0x")) {
-        text.remove_prefix(2);
-        base = 16;
-    }
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
-    if (error != std::errc{} || end != text.data() + text.size() || value < least || value > most) {
-        return false;
-    }
-    number = static_cast<Number>(value);
-    return true;
-}
-
-bool read_time(Text text, Time& time)
-{
-    std::uint32_t milliseconds = 0;
-    const bool good = read(text, milliseconds, 0, 3'600'000);
-    time = Time(milliseconds);
-    return good;
-}
-
-/// A field of a message on the bus, where "*" ends fields.
-bool read_field(Text text, std::string& field)
-{
-    field = text;
-    return text.size() <= 200 && text.find('*') == Text::npos;
-}
 
 bool read_answer(Text text, Answers& answers)
 {
@@ -50,15 +17,8 @@ bool read_answer(Text text, Answers& answers)
     return good;
 }
 
-struct Row {
-    const char* name;  ///< without "--"; empty for a headline
-    const char* value; ///< what to give; empty for a switch that stands alone
-    const char* help;
-    bool (*set)(Options&, Text);
-};
-
 // clang-format off
-constexpr Row rows[] = {
+constexpr Option_row<Options> rows[] = {
     {"", "", "The bus", nullptr},
     {"host", "HOST", "the router's machine [127.0.0.1]",
      [](Options& o, Text t) { o.host = t; return !t.empty(); }},
@@ -131,39 +91,11 @@ constexpr Row rows[] = {
 };
 // clang-format on
 
-const Row* find_row(Text name)
-{
-    const auto row = std::find_if(std::begin(rows), std::end(rows),
-                                  [&](const Row& each) { return each.set != nullptr && each.name == name; });
-    return row == std::end(rows) ? nullptr : row;
-}
-
-std::string complaint(const Row& row, Text text) { return "--" + std::string(row.name).append(text); }
-
 } // namespace
 
 std::string parse_options(std::span<const char* const> arguments, Options& options)
 {
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const Text argument = arguments[i];
-        const std::size_t equal = argument.find('=');
-        const Row* row = argument.starts_with("--") ? find_row(argument.substr(0, equal).substr(2)) : nullptr;
-        if (row == nullptr) {
-            return "unknown option " + std::string(argument);
-        }
-        Text value = equal == Text::npos ? Text{} : argument.substr(equal + 1);
-        const bool alone = *row->value == '\0';
-        if (alone ? equal != Text::npos : equal == Text::npos && i + 1 == arguments.size()) {
-            return complaint(*row, alone ? " takes no value" : " needs a value");
-        }
-        if (!alone && equal == Text::npos) {
-            value = arguments[++i];
-        }
-        if (!row->set(options, value)) {
-            return complaint(*row, ": '") + std::string(value) + "' is no " + row->value;
-        }
-    }
-    return {};
+    return parse_table<Options>(rows, arguments, options);
 }
 
 std::string help_text()
@@ -173,16 +105,8 @@ std::string help_text()
         "A node that takes an update package over HTTP and installs it on the ECU that it is on the\n"
         "bus of a can_router. It tells what happens to it, a line each, and runs until SIGTERM or\n"
         "SIGINT.\n";
-    for (const Row& row : rows) {
-        if (row.set == nullptr) {
-            text += '\n' + std::string(row.help) + (*row.help == '\0' ? "" : ":\n");
-            continue;
-        }
-        std::string left = "  --" + std::string(row.name) + ' ' + row.value;
-        left.resize(std::max<std::size_t>(left.size() + 1, 30), ' ');
-        text += left + row.help + '\n';
-    }
-    return text + "\nAn ANSWER is one of " + answer_words + ".\nNumbers are decimal, or hexadecimal with 0x.\n";
+    return text + table_text<Options>(rows) + "\nAn ANSWER is one of " + answer_words +
+           ".\nNumbers are decimal, or hexadecimal with 0x.\n";
 }
 
 } // namespace bench::wifi
