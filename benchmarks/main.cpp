@@ -5,6 +5,18 @@
 
 namespace benchmarks {
 
+namespace {
+
+const char* verdict(const Row& row)
+{
+    if (row.skipped) {
+        return "skipped";
+    }
+    return row.ratio <= row.limit ? "ok" : "short";
+}
+
+} // namespace
+
 std::string figure(double value, int digits, const char* unit)
 {
     char text[64];
@@ -12,11 +24,13 @@ std::string figure(double value, int digits, const char* unit)
     return text;
 }
 
+Row skipped(const std::string& what, const std::string& why) { return {what, why, "", 0, 1, true}; }
+
 void print(const std::vector<Row>& rows)
 {
     for (const auto& row : rows) {
         std::printf("%-58s | %-34s | %-34s | %6.2f | %s\n", row.what.c_str(), row.measured.c_str(),
-                    row.bound.c_str(), row.ratio, row.ratio <= row.limit ? "ok" : "short");
+                    row.bound.c_str(), row.ratio, verdict(row));
     }
     std::fflush(stdout);
 }
@@ -33,6 +47,9 @@ int main(int argc, char** argv)
     benchmarks::print(benchmarks::measure_frame_road());
     benchmarks::print(benchmarks::measure_log(folder));
     benchmarks::print(benchmarks::measure_service());
+    benchmarks::print(benchmarks::measure_control_interface());
     benchmarks::print(benchmarks::measure_programming());
+    benchmarks::print({benchmarks::measure_programming_over_can()});
+    benchmarks::print(benchmarks::measure_extended_transport());
     return 0;
 }

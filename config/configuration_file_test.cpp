@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -92,13 +93,9 @@ TEST_F(Configuration_file_test, values_are_read_leniently_and_written_in_one_for
 {
     // clang-format off
     const std::pair<const char*, const char*> rows[] = {
-        {"k_b=\"t\"",                "k_b=\"true\""},
-        {"k_b=\"True\"",             "k_b=\"false\""},
-        {"k_c=\"4294967295\"",       "k_c=\"-1\""},
-        {"k_e=\"0xFFf\"",            "k_e=\"00000fff\""},
-        {"k_f=\"\"",                 "k_f=\"\""},
-        {"k_f=\"AbC\"",              "k_f=\"ab\""},
-        {"k_f=\"x1zz\"",             "k_f=\"0100\""},
+        {"k_b=\"t\"", "k_b=\"true\""}, {"k_b=\"True\"", "k_b=\"false\""},     {"k_f=\"\"", "k_f=\"\""},
+        {"k_f=\"AbC\"", "k_f=\"ab\""}, {"k_e=\"0xFFf\"", "k_e=\"00000fff\""}, {"k_f=\"x1zz\"", "k_f=\"0100\""},
+        {"k_c=\"4294967295\"", "k_c=\"-1\""},
         {"a_b_a=\"&#x20AC;\t&quot;&amp;&apos;&lt;&gt;\"", "a_b_a=\"\xE2\x82\xAC &quot;&amp;&apos;&lt;&gt;\""},
     };
     // clang-format on
@@ -109,12 +106,12 @@ TEST_F(Configuration_file_test, values_are_read_leniently_and_written_in_one_for
     }
 }
 
-TEST_F(Configuration_file_test, records_of_one_name_keep_their_order_and_everything_else_is_sorted)
+TEST_F(Configuration_file_test, records_of_one_name_keep_their_order_and_everything_else_is_sorted_by_bytes)
 {
-    put("/config.xml", header + "<c z_b='t' a_b='t'><x n_c='2' a_b='t'/><b/><x n_c='1'/></c>");
+    put("/config.xml", header + "<c z_b='t' a_b='t' B_b='t'><x n_c='2' a_b='t'/><b/><x n_c='1'/></c>");
     ASSERT_TRUE(document.load() && document.save(true));
     EXPECT_EQ(get("/config.xml"),
-              header + "<c\r\n\t\ta_b=\"true\"\r\n\t\tz_b=\"true\">\r\n\t<b/>\r\n"
+              header + "<c\r\n\t\tB_b=\"true\"\r\n\t\ta_b=\"true\"\r\n\t\tz_b=\"true\">\r\n\t<b/>\r\n"
                        "\t<x\r\n\t\t\ta_b=\"true\"\r\n\t\t\tn_c=\"2\"/>\r\n\t<x\r\n\t\t\tn_c=\"1\"/>\r\n</c>\r\n");
 }
 
@@ -228,29 +225,27 @@ TEST_F(Configuration_file_test, what_is_no_plain_file_is_never_opened)
 
 TEST_F(Configuration_file_test, an_import_is_merged_and_removed)
 {
-    const struct {
-        const char* contents; // null: no file
-        bool fail_if_missing, result, modified, stays;
-        const char* merged;
-    } rows[] = {
-        {nullptr, false, true, false, false, "/>"},
-        {nullptr, true, false, false, false, "/>"},
+    /// The import, "-" for none, and whether it has to be there; the result, whether it changed something and
+    /// whether it stays; what is in the document then.
+    const std::tuple<std::string, bool, bool, bool, bool, const char*> rows[] = {
+        {"-", false, true, false, false, "/>"},
+        {"-", true, false, false, false, "/>"},
         {"<other k_b='t'/>", true, true, true, false, "\r\n\t\tk_b=\"true\"/>"},
         {"<other k_b='t'", true, true, true, false, "/>"}, // counts as an empty document
         {"", true, false, true, true, "/>"},
     };
-    for (const auto& row : rows) {
+    for (const auto& [contents, has_to_be_there, result, modified, stays, merged] : rows) {
         Configuration target("/config.xml", false);
         fs::remove(directory + "/config.xml");
         ASSERT_TRUE(target.load());
-        if (row.contents != nullptr) {
-            put("/import.xml", row.contents);
+        if (contents != "-") {
+            put("/import.xml", contents);
         }
-        EXPECT_EQ(target.import_file("/import.xml", true, row.fail_if_missing), row.result);
-        EXPECT_EQ(target.modified, row.modified);
-        EXPECT_EQ(get("/import.xml"), row.stays ? "" : "(none)");
+        EXPECT_EQ(target.import_file("/import.xml", true, has_to_be_there), result);
+        EXPECT_EQ(target.modified, modified);
+        EXPECT_EQ(get("/import.xml"), stays ? "" : "(none)");
         EXPECT_TRUE(target.save(true));
-        EXPECT_EQ(get("/config.xml"), header + "<configuration" + row.merged + "\r\n");
+        EXPECT_EQ(get("/config.xml"), header + "<configuration" + merged + "\r\n");
     }
 }
 

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "comm/config_message.h"
 #include "comm/master.h"
@@ -106,15 +105,6 @@ TEST_F(Configuration_test, a_path_is_walked_label_by_label)
     EXPECT_TRUE(document.find_object("///", true) == nullptr && !changed());
     document.root.reset();
     EXPECT_EQ(document.find_object("a", true), nullptr);
-}
-
-TEST_F(Configuration_test, keys_and_children_stand_in_byte_order)
-{
-    for (const char* name : {"b", "a", "B", "a_", "a-"}) {
-        document.get_boolean(root(), name, false);
-        document.find_object(name, true);
-    }
-    EXPECT_EQ(text(), "configuration B=false a=false a-=false a_=false b=false (B) (a) (a-) (a_) (b)");
 }
 
 TEST_F(Configuration_test, what_the_file_could_not_hold_is_not_made)

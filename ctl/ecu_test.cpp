@@ -1,6 +1,5 @@
 #include "ctl/ecu.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace ctl {
@@ -26,33 +25,21 @@ std::vector<std::int32_t> found(std::string_view text)
 
 TEST(Ecu_test, is_named_by_name_address_title_or_a_part_of_it)
 {
-    using Addresses = std::vector<std::int32_t>;
-    const struct {
-        const char* text;
-        Addresses addresses;
-    } rows[] = {
-        {"a0008400ffe00002", {0x81}},
-        {"0xA0008400FFE00002", {0x81}},
-        {"a0008400 ffe00002", {0x81}},
-        {"a0008400-ffe00002", {}},
-        {"a0008400ffe0000", {}},
-        {"128", {0x80}},
-        {"0x80", {0x80}},
-        {"80", {}},
-        {"0x", {}},
-        {"38", {0x26}},        // its address is its title
-        {"129", {0x81, 0x90}}, // the address of one, the title of another
-        {"Spray", {0x91}},     // a whole title wins
-        {"spray", {0x80, 0x81, 0x91}},
-        {"2399", {0x81}},
-        {"R-123", {0x80, 0x81}},
-        {"146", {0x92}},
-        {"-", {0x80, 0x81}},
-        {"", {}},
-        {"18446744073709551744", {}}, // 2 to the 64th, plus 128
+    // clang-format off
+    const std::pair<const char*, std::vector<std::int32_t>> rows[] = {
+        {"a0008400ffe00002", {0x81}},  {"0xA0008400FFE00002", {0x81}}, {"a0008400 ffe00002", {0x81}},
+        {"a0008400-ffe00002", {}},     {"a0008400ffe0000", {}},        {"128", {0x80}},
+        {"0x80", {0x80}},              {"80", {}},                     {"0x", {}},
+        {"38", {0x26}},                // its address is its title
+        {"129", {0x81, 0x90}},         // the address of one, the title of another
+        {"Spray", {0x91}},             // a whole title wins
+        {"spray", {0x80, 0x81, 0x91}}, {"2399", {0x81}},               {"R-123", {0x80, 0x81}},
+        {"-", {0x80, 0x81}},           {"146", {0x92}},                {"", {}},
+        {"18446744073709551744", {}},  // 2 to the 64th, plus 128
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(found(row.text), row.addresses) << row.text;
+    // clang-format on
+    for (const auto& [text, addresses] : rows) {
+        EXPECT_EQ(found(text), addresses) << text;
     }
 }
 

@@ -7,16 +7,15 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <tuple>
 
 #include <FlintrowThrift.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <thrift/TOutput.h>
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/server/TThreadedServer.h>
 #include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TServerSocket.h>
-#include <thrift/transport/TSocket.h>
 
 #include "bench/harness/bench.h"
 #include "ctl/exit_code.h"
@@ -31,6 +30,7 @@ using harness::Process;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using Words = std::vector<std::string>;
 
 /// Answers what the test lays down, and writes down what was ordered.
 ///
@@ -141,6 +141,7 @@ protected:
         server.setServerEventHandler(service);
         thread = std::thread([this] { server.serve(); });
         service->ready.get_future().wait();
+        port = std::to_string(socket->getPort());
     }
     ~Flintrowctl() override
     {
@@ -148,29 +149,19 @@ protected:
         thread.join();
     }
 
-    std::vector<std::string> line(const std::vector<std::string>& words) const
-    {
-        std::vector<std::string> all = {FLINTROWCTL, "--port", std::to_string(socket->getPort())};
-        all.insert(all.end(), words.begin(), words.end());
-        return all;
-    }
     /// Starts it, in a locale that knows all characters.
-    Process start(const std::vector<std::string>& words) const { return Process(line(words), {"LC_ALL=C.UTF-8"}); }
+    Process start(const Words& words) const
+    {
+        Words line{FLINTROWCTL, "--port", port};
+        line.insert(line.end(), words.begin(), words.end());
+        return Process(line, {"LC_ALL=C.UTF-8"});
+    }
     /// What it prints; its exit status has to be this.
-    std::string told(Exit exit, const std::vector<std::string>& words) const
+    std::string told(Exit exit, const Words& words) const
     {
         auto process = start(words);
         EXPECT_EQ(process.ends(), static_cast<int>(exit)) << testing::PrintToString(words);
         return process.output();
-    }
-    /// The same on a terminal of 80 columns.
-    std::unique_ptr<Process> start_on_terminal(const std::string& words) const
-    {
-        const auto command =
-            "stty cols 80; exec \"$CTL\" --port " + std::to_string(socket->getPort()) + " " + words;
-        return std::make_unique<Process>(
-            std::vector<std::string>{"/usr/bin/script", "-qec", command, "/dev/null"},
-            std::vector<std::string>{"LC_ALL=C.UTF-8", std::string("CTL=") + FLINTROWCTL});
     }
 
     std::shared_ptr<Played_service> service = std::make_shared<Played_service>();
@@ -179,14 +170,12 @@ protected:
                                    std::make_shared<transport::TBufferedTransportFactory>(),
                                    std::make_shared<protocol::TBinaryProtocolFactoryT<transport::TBufferBase>>()};
     std::thread thread;
+    std::string port;
 };
 
 TEST_F(Flintrowctl, tells_the_status_in_words_and_for_scripts)
 {
-    const struct {
-        std::int32_t state, progress, error;
-        const char *words, *json;
-    } rows[] = {
+    const std::tuple<std::int32_t, std::int32_t, std::int32_t, const char*, const char*> rows[] = {
         {0, 77, -1, "idle\n", R"({"state":"BL_IDLE","progress":null,"error":null})"},
         {6, 42, -1, "programming 42 %\n", R"({"state":"BL_PROGRAMMING","progress":42,"error":null})"},
         {9, 0, 0, "complete\n", R"({"state":"BL_COMPLETE","progress":null,"error":null})"},
@@ -196,10 +185,10 @@ TEST_F(Flintrowctl, tells_the_status_in_words_and_for_scripts)
         {12, -5, -1, "waiting for the ECU 0 %\n", R"({"state":"BL_RESTART_PENDING","progress":0,)"},
         {99, 0, -1, "unknown state 99\n", R"({"state":"99","progress":null,"error":null})"},
     };
-    for (const auto& row : rows) {
-        service->tell(row.state, row.progress, row.error);
-        EXPECT_THAT(told(Exit::done, {"status"}), HasSubstr(row.words));
-        EXPECT_THAT(told(Exit::done, {"status", "--json"}), HasSubstr(row.json));
+    for (const auto& [state, progress, error, words, json] : rows) {
+        service->tell(state, progress, error);
+        EXPECT_THAT(told(Exit::done, {"status"}), HasSubstr(words));
+        EXPECT_THAT(told(Exit::done, {"status", "--json"}), HasSubstr(json));
     }
 }
 
@@ -255,8 +244,7 @@ TEST_F(Flintrowctl, tells_why_an_order_is_refused)
         service->answer(order, -1);
     }
     service->tell(eStates::BL_ERASING);
-    const std::vector<std::string> lines[] = {
-        {"update", "128"}, {"scan", "/"}, {"acknowledge"}, {"clear"}, {"shutdown"}};
+    const Words lines[] = {{"update", "128"}, {"scan", "/"}, {"acknowledge"}, {"clear"}, {"shutdown"}};
     for (const auto& words : lines) {
         EXPECT_THAT(told(Exit::busy, words), HasSubstr("refused: a session is running (erasing)\n"));
     }
@@ -339,22 +327,24 @@ TEST_F(Flintrowctl, leaves_the_session_alone_when_it_is_interrupted_or_loses_the
 TEST_F(Flintrowctl, draws_a_bar_on_a_terminal)
 {
     service->tell(eStates::BL_ERASING, 50);
-    const auto process = start_on_terminal("follow");
-    EXPECT_TRUE(process->says("\rerasing                     [######-------]  50 %"));
+    Process process(
+        {"/usr/bin/script", "-qec", "stty cols 80; exec " FLINTROWCTL " follow --port " + port, "/dev/null"},
+        {"LC_ALL=C.UTF-8"});
+    EXPECT_TRUE(process.says("\rerasing                     [######-------]  50 %"));
     service->tell(eStates::BL_PROGRAMMING, 1);
-    EXPECT_TRUE(process->says("\rerasing                     [#############] 100 %"));
-    EXPECT_TRUE(process->says("\r\n\rprogramming                 [-------------]   1 %"));
+    EXPECT_TRUE(process.says("\rerasing                     [#############] 100 %"));
+    EXPECT_TRUE(process.says("\r\n\rprogramming                 [-------------]   1 %"));
     service->tell(eStates::BL_FAILURE, 0, 2);
-    EXPECT_EQ(process->ends(), static_cast<int>(Exit::update_failed));
-    EXPECT_THAT(process->output(), HasSubstr("\r\nflintrowctl: the update failed, code 2: "));
-    EXPECT_THAT(process->output(), Not(HasSubstr("\x1b")));
+    EXPECT_EQ(process.ends(), static_cast<int>(Exit::update_failed));
+    EXPECT_THAT(process.output(), HasSubstr("\r\nflintrowctl: the update failed, code 2: "));
+    EXPECT_THAT(process.output(), Not(HasSubstr("\x1b")));
 }
 
 TEST_F(Flintrowctl, completes_commands_and_names_but_nothing_that_a_shell_would_obey)
 {
     const auto completed = [&](const std::string& words) {
         const auto script = "source " CTL_SOURCE_DIR "/flintrowctl.bash; COMP_WORDS=(" FLINTROWCTL " --port " +
-                            std::to_string(socket->getPort()) + " " + words +
+                            port + " " + words +
                             "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _flintrowctl; echo \"${COMPREPLY[*]}\"";
         Process process({"/bin/bash", "-c", script});
         EXPECT_EQ(process.ends(), 0);
@@ -368,60 +358,38 @@ TEST_F(Flintrowctl, completes_commands_and_names_but_nothing_that_a_shell_would_
     EXPECT_EQ(completed("update 130 --f"), "--follow\n");
 }
 
-/// What answers at a port without being the service.
-class Stranger {
-public:
-    explicit Stranger(std::string answer)
-        : answer_(std::move(answer))
-    {
-        socket.listen();
-        thread_ = std::thread([this] { serve(); });
-    }
-    ~Stranger()
-    {
-        socket.interrupt();
-        socket.interruptChildren();
-        thread_.join();
-    }
-    transport::TServerSocket socket{"127.0.0.1", 0};
-
-private:
-    void serve()
-    {
-        try {
-            const auto connection = socket.accept();
-            connection->write(reinterpret_cast<const std::uint8_t*>(answer_.data()),
-                              static_cast<std::uint32_t>(answer_.size()));
-            std::uint8_t byte;
-            while (connection->read(&byte, 1) == 1) {
-            }
-        } catch (const transport::TTransportException&) {
-            return; // the test is over
+/// Answers one caller without being the service, and waits until it goes.
+void play_stranger(transport::TServerSocket& socket, const std::string& answer)
+{
+    try {
+        const auto connection = socket.accept();
+        connection->write(reinterpret_cast<const std::uint8_t*>(answer.data()),
+                          static_cast<std::uint32_t>(answer.size()));
+        for (std::uint8_t byte = 0; connection->read(&byte, 1) == 1;) {
         }
+    } catch (const transport::TTransportException&) {
+        return; // nobody came, or went without a farewell
     }
-
-    std::string answer_;
-    std::thread thread_;
-};
+}
 
 TEST(Flintrowctl_alone, tells_apart_what_may_be_wrong_at_the_other_end)
 {
     const std::string head("\x80\x01\x00\x02\x00\x00\x00\x0aGetECUList\x00\x00\x00\x00", 22);
-    const struct {
-        std::string answer;
-        Exit exit;
-    } rows[] = {
+    const std::pair<std::string, Exit> rows[] = {
         {"", Exit::timeout},
         {head, Exit::timeout}, // half a reply
         {"HTTP/1.1 400 Bad Request\r\n\r\n", Exit::failed},
         {head + std::string("\x0f\x00\x00\x0c\x7f\xff\xff\xff", 8), Exit::failed},     // 2^31 - 1 ECUs
         {head + std::string("\x0f\x00\x00\x0c\x00\x00\x00\x01\x00", 9), Exit::failed}, // one without a NAME
     };
-    for (const auto& row : rows) {
-        Stranger stranger(row.answer);
-        Process process({FLINTROWCTL, "list", "--timeout", row.exit == Exit::timeout ? "0.3" : "20", "--port",
-                         std::to_string(stranger.socket.getPort())});
-        EXPECT_EQ(process.ends(), static_cast<int>(row.exit)) << process.output();
+    for (const auto& [answer, exit] : rows) {
+        transport::TServerSocket socket("127.0.0.1", 0);
+        socket.setAcceptTimeout(20000);
+        socket.listen();
+        const std::jthread stranger([&socket, &bytes = answer] { play_stranger(socket, bytes); });
+        Process process({FLINTROWCTL, "list", "--timeout", exit == Exit::timeout ? "0.3" : "20", "--port",
+                         std::to_string(socket.getPort())});
+        EXPECT_EQ(process.ends(), static_cast<int>(exit)) << process.output();
         EXPECT_THAT(process.output(), testing::StartsWith("flintrowctl: "));
     }
     Process nobody({FLINTROWCTL, "list", "--port", "1"});
@@ -430,23 +398,11 @@ TEST(Flintrowctl_alone, tells_apart_what_may_be_wrong_at_the_other_end)
 
 TEST(Flintrowctl_alone, refuses_a_wrong_command_line)
 {
-    const std::vector<std::string> lines[] = {{},
-                                              {"nonsense"},
-                                              {"status", "list"},
-                                              {"status", "--nonsense"},
-                                              {"show"},
-                                              {"show", ""},
-                                              {"update", "1", "--version", ""},
-                                              {"list", "--follow"},
-                                              {"list", "--port", "0"},
-                                              {"list", "--port", "65536"},
-                                              {"list", "--timeout", "nan"},
-                                              {"list", "--timeout", "1e99"},
-                                              {"list", "--host", ""}};
-    for (auto line : lines) {
-        line.insert(line.begin(), FLINTROWCTL);
-        Process process(line);
-        EXPECT_EQ(process.ends(), static_cast<int>(Exit::usage)) << testing::PrintToString(line);
+    for (const std::string words : {"", "nonsense", "status list", "status --nonsense", "show", "show ''",
+                                    "update 1 --version ''", "list --follow", "list --port 0", "list --port 65536",
+                                    "list --timeout nan", "list --timeout 1e99", "list --host ''"}) {
+        Process process({"/bin/sh", "-c", FLINTROWCTL " " + words});
+        EXPECT_EQ(process.ends(), static_cast<int>(Exit::usage)) << words;
         EXPECT_THAT(process.output(), HasSubstr("'flintrowctl --help' tells how to use it.\n"));
     }
 }

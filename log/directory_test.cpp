@@ -20,7 +20,7 @@ protected:
     /// Which of the files 1.log to 5.log stay.
     std::string left_after(const Limits& limits) const
     {
-        cleanup(limits, path, '/');
+        cleanup(limits, path.string() + "/", '/');
         std::string left;
         for (const char number : {'1', '2', '3', '4', '5'}) {
             left += fs::exists(path / (number + std::string(".log"))) ? std::string{number} : "";
@@ -37,15 +37,10 @@ TEST_F(Directory_test, keeps_the_newest_files_within_each_limit_and_the_very_new
 {
     // clang-format off
     const std::pair<Limits, const char*> table[] = {
-        {{0, 0, 0},     "12345"}, // no limit
-        {{0, 0, 5},     "12345"},
-        {{0, 0, 2},     "45"},
-        {{1003, 0, 0},  "345"},
-        {{9999, 0, 0},  "5"},
-        {{0, 60, 0},    "345"},   // 10 + 20 + 30
-        {{0, 59, 0},    "45"},
-        {{0, 1, 0},     "5"},
-        {{1002, 60, 4}, "345"},   // whichever comes first
+        {{0, 0, 0}, "12345"},  {{0, 0, 5}, "12345"}, {{0, 0, 2}, "45"}, // no limit; by number
+        {{1003, 0, 0}, "345"}, {{9999, 0, 0}, "5"},                     // by time
+        {{0, 60, 0}, "345"},   {{0, 59, 0}, "45"},   {{0, 1, 0}, "5"},  // by size: 10 + 20 + 30
+        {{1002, 60, 4}, "345"},                                         // whichever comes first
     };
     // clang-format on
     for (const auto& [limits, left] : table) {
@@ -72,15 +67,6 @@ TEST_F(Directory_test, leaves_alone_what_is_no_log_and_keeps_a_file_rather_than_
         EXPECT_TRUE(fs::exists(path / name)) << name;
     }
     cleanup({0, 0, 1}, path / "missing", '/');
-}
-
-TEST_F(Directory_test, clears_ten_thousand_logs)
-{
-    for (int number = 0; number < 10'000; ++number) {
-        std::ofstream(path / (std::to_string(number) + ".log"));
-    }
-    cleanup({0, 0, 20}, path.string() + "/", '/');
-    EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 20);
 }
 
 } // namespace

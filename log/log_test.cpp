@@ -33,19 +33,18 @@ TEST_F(Log_test, lays_its_file_out_with_a_header_a_line_for_each_item_and_the_cl
     log->register_client(client, "motor");
     log->register_client(7, "seven");
     register_client("eight");
-    const std::string stamp = "[0-9]{6,}\\.[0-9]{3}  [0-9]{2}:[0-9]{2}:[0-9]{2}  ";
-    const std::string layout =
-        "\xEF\xBB\xBFOur tool 1\\.2\\.3\\.4 - "
-        "Our_tool_[0-9]{4}-[0-9]{2}-[0-9]{2}_[0-9]{2}-[0-9]{2}-[0-9]{2}\\.log\n\n"
-        "time                  lvl   id  text\n" +
-        stamp + "  0    0  client 0 'default client' registered\n" + stamp +
-        "  0    0  client 1 'engine' registered\n" + stamp + "  5    1  temperature 90 \xC2\xB0\x43\n" + stamp +
-        "  0    3  two\\.lines\tat\\.once\n" + stamp + "  0    0  client 1 'engine' registered\n" + stamp +
-        "  0    0  client 1 'engine' was already registered\n" + stamp +
-        "  0    0  client 1 'motor' registered\n" + stamp + "  0    0  client 7 'seven' registered\n" + stamp +
-        "  0    0  client 8 'eight' registered\n" + stamp +
-        "  0    0  closing log\n"
-        "client 0 'default client'\nclient 1 'motor'\nclient 7 'seven'\nclient 8 'eight'\n";
+    std::string layout = "\xEF\xBB\xBFOur tool 1\\.2\\.3\\.4 - "
+                         "Our_tool_[0-9]{4}-[0-9]{2}-[0-9]{2}_[0-9]{2}-[0-9]{2}-[0-9]{2}\\.log\n\n"
+                         "time                  lvl   id  text\n";
+    for (const std::string item :
+         {"0    0  client 0 'default client' registered", "0    0  client 1 'engine' registered",
+          "5    1  temperature 90 \xC2\xB0\x43", "0    3  two\\.lines\tat\\.once",
+          "0    0  client 1 'engine' registered", "0    0  client 1 'engine' was already registered",
+          "0    0  client 1 'motor' registered", "0    0  client 7 'seven' registered",
+          "0    0  client 8 'eight' registered", "0    0  closing log"}) {
+        layout += "[0-9]{6,}\\.[0-9]{3}  [0-9]{2}:[0-9]{2}:[0-9]{2}    " + item + "\n";
+    }
+    layout += "client 0 'default client'\nclient 1 'motor'\nclient 7 'seven'\nclient 8 'eight'\n";
     const std::string written = finish();
     EXPECT_THAT(written, testing::MatchesRegex(layout));
     EXPECT_TRUE(holds(written, " - " + fs::read_symlink(directory / "log/Our_tool.log").string() + "\n"));

@@ -1,7 +1,5 @@
 #include "platform/tolvan_system.h"
 
-#include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -56,11 +54,8 @@ TEST_F(Tolvan_system_test, the_platform_file_decides_and_without_one_the_desktop
     const std::string searching = "Searching for config file @ /home/me/brine-desktop.conf\r\n";
     const char* const desktop = "/home/me/brine-desktop.conf";
     const char* const file = "/etc/tolvan/platform";
-    const struct {
-        const char *path, *contents;
-        std::uint32_t type, code;
-        std::string output;
-    } rows[] = {
+    // clang-format off
+    const struct { const char *path, *contents; std::uint32_t type, code; std::string output; } rows[] = {
         {desktop, "{", 6, 30, searching + "Error loading config file\n"},
         {desktop, R"({"platform": "X"})", 6, 30,
          searching + "Platform: X\r\n" + "Missing message element 'virtualPlatform'\n"},
@@ -68,13 +63,9 @@ TEST_F(Tolvan_system_test, the_platform_file_decides_and_without_one_the_desktop
          searching + "Missing message element 'platform'\n"},
         {desktop, R"({"platform": "HALDEN", "virtualPlatform": "TARNWOOD"})", 3, 0,
          searching + "Platform: HALDEN\r\n"},
-        {file, "HALDEN\r\n", 0, 0, ""},
-        {file, "HALDENMID \t\n", 1, 0, ""},
-        {file, "MOSSLEY", 2, 1, ""},
-        {file, "HALDENPLUS\n", 4, 0, ""},
-        {file, "DESKTOP\n", 5, 30, ""},
-        {file, " HALDEN", 6, 30, ""},
-    };
+        {file, "HALDEN\r\n", 0, 0, ""}, {file, "HALDENMID \t\n", 1, 0, ""}, {file, "MOSSLEY", 2, 1, ""},
+        {file, "HALDENPLUS\n", 4, 0, ""}, {file, "DESKTOP\n", 5, 30, ""}, {file, " HALDEN", 6, 30, ""}};
+    // clang-format on
     boot_environment("");
     for (const auto& row : rows) {
         put(row.path, row.contents);

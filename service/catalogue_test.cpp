@@ -56,8 +56,7 @@ TEST_F(Catalogue_test, finds_images_and_packages_in_depth)
     verbose = 1;
     const auto words = scan();
     EXPECT_THAT(words, HasSubstr("Parsing " + folder.path + "/sub/c.zip...\r\n"));
-    EXPECT_THAT(words, HasSubstr("Hex Information"));
-    EXPECT_THAT(words, HasSubstr("Zip Information"));
+    EXPECT_THAT(words, testing::AllOf(HasSubstr("Hex Information"), HasSubstr("Zip Information")));
     EXPECT_THAT(images(), UnorderedElementsAre(far, "b.hex"));
     EXPECT_THAT(packages(), ElementsAre("sub/c.zip"));
     EXPECT_EQ(catalogue.find_parsed_file(folder.path + "/sub/c.zip"), 0);

@@ -1,6 +1,8 @@
 #include "service/image_walk.h"
 
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,20 +15,12 @@ struct Sector {
     std::uint32_t start, end;
 };
 
-struct Run {
-    std::uint32_t address, length;
-};
-
-struct Layout {
-    std::vector<Sector> sectors;
-    std::vector<Run> data;
-    std::string chunks; ///< address and length of each
-};
+using Piece = std::pair<std::uint32_t, std::uint32_t>; ///< address and length
 
 TEST(Chunk_test, blocks_are_cut)
 {
     // clang-format off
-    const Layout rows[] = {
+    const std::tuple<std::vector<Sector>, std::vector<Piece>, std::string> rows[] = { // chunks: address and length
         {{{0, 0, 4095}},                                   {},                              ""},
         {{},                                               {{0, 768}},                      "0+768 "},
         {{},                                               {{0, 2000}},                     "0+768 768+768 1536+464 "},
@@ -42,9 +36,9 @@ TEST(Chunk_test, blocks_are_cut)
         for (const auto& sector : sectors) {
             ASSERT_TRUE(image.define_sector(sector.index, sector.start, sector.end));
         }
-        for (const auto& run : data) {
-            for (std::uint32_t place = 0; place < run.length; ++place) {
-                image.add_data(run.address + place, std::vector<std::uint8_t>(1));
+        for (const auto& [address, length] : data) {
+            for (std::uint32_t place = 0; place < length; ++place) {
+                image.add_data(address + place, std::vector<std::uint8_t>(1));
             }
         }
         std::string chunks;

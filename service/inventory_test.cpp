@@ -177,13 +177,11 @@ TEST_F(Inventory_test, of_a_text_from_the_bus_8192_characters_count)
 
 TEST(Version_test, the_newer_of_two_comes_first)
 {
-    for (const auto& [older, later] : {std::pair{"rel1.2", "1.10"},
-                                       {"Missing", "0.1"},
-                                       {"", "1"},
-                                       {"1.0", "1.0.1"},
-                                       {"1.0~rc1", "1.0"},
-                                       {"a1.0", "b1.0"},
-                                       {"v9", "a10"}}) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"rel1.2", "1.10"}, {"Missing", "0.1"}, {"", "1"},     {"1.0", "1.0.1"},
+        {"1.0~rc1", "1.0"}, {"a1.0", "b1.0"},   {"v9", "a10"},
+    };
+    for (const auto& [older, later] : rows) {
         EXPECT_TRUE(newer(later, older)) << later;
         EXPECT_FALSE(newer(older, later)) << older;
     }

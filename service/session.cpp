@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdio>
 
+#include <unistd.h>
+
 #include "framework/thread/pause.h"
 #include "service/wifi/install_handler.h"
 #include "service/wifi/send_handler.h"
@@ -36,6 +38,12 @@ typename Updates::value_type find_version(const Updates& updates, const std::str
     }
     std::printf("%s\r\n", (*found)->path.c_str());
     return *found;
+}
+
+/// Whether the package's place by now has another file. That it has none the upload tells.
+bool is_another(const ZipParser& package)
+{
+    return ::access(package.path.c_str(), R_OK) == 0 && package.is_unchanged() != 0;
 }
 
 /// The node before the ECU; a node that has not told its name bears the serial number of the ECU.
@@ -94,7 +102,7 @@ int Session::start_image(const Programmable_item& entry, const std::string& vers
 int Session::start_package(const Programmable_item& entry, const std::string& version)
 {
     const auto update = find_version(entry.matches->zip_matches, version);
-    if (update == nullptr || update->is_unchanged() != 0) {
+    if (update == nullptr || is_another(*update)) {
         return -2;
     }
     const auto host = host_of(entry);

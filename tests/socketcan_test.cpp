@@ -6,10 +6,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <net/if.h>
-#include <unistd.h>
 
 #include "bench/harness/bench.h"
+#include "tests/can_interfaces.h"
 
 namespace {
 
@@ -40,13 +39,8 @@ class Socketcan : public testing::Test {
 protected:
     void SetUp() override
     {
-        for (const char* name : {"can0", "can1", "vcan0"}) {
-            if (::if_nametoindex(name) == 0) {
-                GTEST_SKIP() << "this kernel has no CAN interface " << name;
-            }
-        }
-        if (::geteuid() != 0) {
-            GTEST_SKIP() << "only root may change an interface";
+        if (const auto obstacle = harness::obstacle({"can0", "can1", "vcan0"}); !obstacle.empty()) {
+            GTEST_SKIP() << obstacle;
         }
         for (const std::string set : {"ip link set can0 ", "ip link set can1 "}) {
             output_of(set + "down && " + set + "up type can bitrate 250000 sample-point 0.875 restart-ms 0");

@@ -1,5 +1,4 @@
 #include <array>
-#include <numeric>
 
 #include <gtest/gtest.h>
 
@@ -21,15 +20,10 @@ Record frame(std::uint32_t identifier, std::array<std::uint8_t, 8> data = {}, st
 // Counted by a script of its own, bit by bit.
 TEST(Frame_length_test, counts_the_stuff_bits_that_the_contents_cause)
 {
-    std::array<std::uint8_t, 8> rising{};
-    std::iota(rising.begin(), rising.end(), std::uint8_t{0});
-    std::array<std::uint8_t, 8> alternating{};
-    alternating.fill(0x55);
-    std::array<std::uint8_t, 8> ones{};
-    ones.fill(0xFF);
+    const std::array<std::uint8_t, 8> ones{0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
     EXPECT_EQ(frame_length(frame(0x18EEFF80)), 151U);
-    EXPECT_EQ(frame_length(frame(0x18EEFF80, alternating)), 135U);
-    EXPECT_EQ(frame_length(frame(0x14CB2A80, rising)), 142U);
+    EXPECT_EQ(frame_length(frame(0x18EEFF80, {0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55, 0x55})), 135U);
+    EXPECT_EQ(frame_length(frame(0x14CB2A80, {0, 1, 2, 3, 4, 5, 6, 7})), 142U);
     EXPECT_EQ(frame_length({.identifier = 0x7FF, .extended = false, .length = 8, .data = ones}), 126U);
     EXPECT_EQ(frame_length({.identifier = 0x123, .extended = false}), 48U);
     EXPECT_EQ(frame_length({.identifier = 0, .remote = true, .length = 8}), 73U);

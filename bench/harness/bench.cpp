@@ -41,6 +41,8 @@ Bench::Bench()
     folder_ = std::filesystem::temp_directory_path() / title_;
     std::filesystem::create_directories(std::filesystem::path(configuration_path()).parent_path());
     std::filesystem::create_directories(folder_ / "home");
+    std::filesystem::create_directories(folder_ / "usr/bin");
+    std::filesystem::create_symlink("/usr/bin/unzip", folder_ / "usr/bin/unzip");
 }
 
 Bench::~Bench()
@@ -88,6 +90,21 @@ std::unique_ptr<Process> Bench::start_ecu(const std::vector<std::string>& option
     return std::make_unique<Process>(arguments);
 }
 
+std::unique_ptr<Process> Bench::start_node(const std::vector<std::string>& options, const std::string& host) const
+{
+    std::vector<std::string> arguments{programs + "wifi_node", "--port", std::to_string(port_),
+                                       "--part-number",        "B2000",  "--package-out",
+                                       path("received.zip")};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    auto node = std::make_unique<Process>(arguments);
+    const auto port = node->listens();
+    if (!port) {
+        throw std::runtime_error("the node does not start: " + node->output());
+    }
+    ::setenv("FLINTROW_RESOLVE", (host + ":80:127.0.0.1:" + std::to_string(*port)).c_str(), 1);
+    return node;
+}
+
 std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& options,
                                               const std::string& program) const
 {
@@ -113,6 +130,23 @@ std::string Bench::make_update(std::size_t size)
         throw std::runtime_error("no update file: " + maker.output());
     }
     return update;
+}
+
+std::string Bench::make_package(std::size_t size) const
+{
+    const auto members = folder_ / "members";
+    std::filesystem::create_directories(members);
+    write_file(members / "version", "3.0.0\n");
+    write_file(members / "ecuinfo", "ECU P/N,B2000*");
+    write_file(members / "data",
+               "\n:no record, so that the package is not taken for an image\n" + std::string(size, 'p'));
+    Process zip({"/usr/bin/zip", "-q", "-0", "-j", path("update.zip"), members / "version", members / "ecuinfo",
+                 members / "data"});
+    if (zip.ends() != 0) {
+        throw std::runtime_error("no package: " + zip.output());
+    }
+    std::filesystem::remove_all(members);
+    return path("update.zip");
 }
 
 std::string Bench::flash() const { return read_file(path("flash.bin")); }

@@ -31,6 +31,10 @@ public:
 
     /// An ECU that the update files fit; `options` are added to, and win over, the usual ones.
     std::unique_ptr<Process> start_ecu(const std::vector<std::string>& options = {}) const;
+    /// A wireless node whose ECU the packages fit, and which listens. Services that start after it find it by the
+    /// name `host`, unless `FLINTROW_RESOLVE` is set anew.
+    std::unique_ptr<Process> start_node(const std::vector<std::string>& options = {},
+                                        const std::string& host = "node-1.local") const;
     /// The service with these options, started on the configuration of `write_configuration`; `program` may name
     /// another build of it.
     std::unique_ptr<Process> start_service(const std::vector<std::string>& options,
@@ -38,6 +42,9 @@ public:
 
     /// Makes an update file of so many bytes of program for ECUs with the part number A1000.
     std::string make_update(std::size_t size);
+    /// Makes a package of a little more than so many bytes, with version 3.0.0, for nodes with the part number
+    /// B2000.
+    std::string make_package(std::size_t size) const;
     /// The bytes of the program of `make_update`.
     const std::string& program() const noexcept { return program_; }
     /// What the ECU wrote as its flash memory.

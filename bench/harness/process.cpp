@@ -2,6 +2,10 @@
 
 #include <array>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
 #include <stdexcept>
 
 #include <fcntl.h>
@@ -29,6 +33,32 @@ std::vector<char*> pointers(std::vector<std::string>& texts)
     }
     result.push_back(nullptr);
     return result;
+}
+
+/// What its open descriptors lead to, as in "socket:[12345]".
+std::set<std::string> descriptors_of(pid_t id)
+{
+    std::set<std::string> result;
+    std::error_code gone;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(id) + "/fd", gone)) {
+        result.insert(std::filesystem::read_symlink(entry, gone));
+    }
+    return result;
+}
+
+std::optional<std::uint16_t> listening_port(pid_t id)
+{
+    const auto descriptors = descriptors_of(id);
+    std::ifstream sockets("/proc/net/tcp");
+    for (std::string line; std::getline(sockets, line);) {
+        std::istringstream fields(line);
+        std::string number, local, remote, state, queues, timer, retries, user, timeout, inode;
+        fields >> number >> local >> remote >> state >> queues >> timer >> retries >> user >> timeout >> inode;
+        if (state == "0A" && descriptors.contains("socket:[" + inode + "]")) {
+            return static_cast<std::uint16_t>(std::stoul(local.substr(local.find(':') + 1), nullptr, 16));
+        }
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -107,6 +137,16 @@ std::optional<int> Process::ends(milliseconds limit)
     }
     output();
     return status_;
+}
+
+std::optional<std::uint16_t> Process::listens(milliseconds limit)
+{
+    const auto deadline = Clock::now() + limit;
+    auto port = listening_port(id_);
+    while (!port && Clock::now() < deadline && !ends(milliseconds(10))) {
+        port = listening_port(id_);
+    }
+    return port;
 }
 
 /// False when nothing came in the time, or nothing will come any more.

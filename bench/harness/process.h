@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ public:
     /// Waits for its end: the exit status, or minus the number of the signal that ended it. Nothing when it
     /// still runs at the end of the time.
     std::optional<int> ends(milliseconds limit = std::chrono::seconds(20));
+    /// The TCP port on which it listens, as soon as it does. Nothing when the time is over.
+    std::optional<std::uint16_t> listens(milliseconds limit = std::chrono::seconds(20));
     pid_t id() const noexcept { return id_; }
 
 private:

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <sstream>
 #include <utility>
 
@@ -64,7 +65,12 @@ protected:
         hear(request);
         expect(answers, request);
     }
-    void close() { exchange("18D980F0 00 19 00 00 00 00 00 00", {}); }
+    /// The same, and the tool closes the operation.
+    void step(const std::string& request, const std::vector<std::string>& answers)
+    {
+        exchange(request, answers);
+        exchange("18D980F0 00 19 00 00 00 00 00 00", {});
+    }
 
     void send(const Record& record) override
     {
@@ -95,23 +101,19 @@ const std::string busy = "18D8F080 00 13 FF FF FF FF FF FF";
 
 TEST_F(Ecu_test, contends_for_its_address_by_name)
 {
-    struct Case {
-        const char* name;
-        std::string rival, answer;
+    const std::array<const char*, 4> rows[] = {
+        {"wins", "--name=A0088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 A1",
+         "18EEFF80 02 00 E0 FF 00 84 08 A0"},
+        {"moves", "--name=A0088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 A0",
+         "18EEFF81 02 00 E0 FF 00 84 08 A0"},
+        {"can't", "--name=20088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 20",
+         "18EEFFFE 02 00 E0 FF 00 84 08 20"},
     };
-    // The bytes of a NAME go low first; the lower NAME wins.
-    const Case cases[] = {
-        {"--name=A0088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 A1", "18EEFF80 02 00 E0 FF 00 84 08 A0"},
-        {"--name=A0088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 A0",
-         "18EEFF81 02 00 E0 FF 00 84 08 A0"}, // moves
-        {"--name=20088400FFE00002", "18EEFF80 01 00 E0 FF 00 84 08 20",
-         "18EEFFFE 02 00 E0 FF 00 84 08 20"}, // can't
-    };
-    for (const Case& each : cases) {
-        run({each.name});
-        hear(each.rival);
+    for (const auto& [what, name, rival, answer] : rows) { // the bytes of a NAME go low first; the lower NAME wins
+        run({name});
+        hear(rival);
         pass(154ms); // the longest delay of "cannot claim"
-        expect({each.answer}, each.rival);
+        expect({answer}, what);
     }
 }
 
@@ -164,33 +166,26 @@ TEST_F(Ecu_test, takes_an_update_and_restarts_with_the_new_version)
     run({"--heartbeat-ms=10000"});
     exchange("18D980F0 01 01 00 10 00 00 00 00", {failed}); // the application erases nothing
     exchange("18D980F0 01 0D 00 09 00 00 00 00", {proceed, completed, "18EFF080 20 00 FF FF FF FF FF FF"});
-    exchange("18D980F1 01 0D 00 09 00 00 00 00", {"18D8F180 00 13 FF FF FF FF FF FF"}); // another tool: busy
-    close();
+    step("18D980F1 01 0D 00 09 00 00 00 00", {"18D8F180 00 13 FF FF FF FF FF FF"}); // another tool: busy
     exchange("18D980F0 04 15 02 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF"});
     exchange("18D780F0 04 20 A1 07 00 FF FF FF", {"rate 500000"});
     exchange("18D980F0 03 05 00 10 00 00 00 00", {"18D8F080 03 11 FF FF FF FF FF FF"}); // write, 3 bytes
     exchange("18D780F0 03 AA BB CC 00 00 00 00", {failed});                             // not erased
     exchange("18D980F0 01 01 04 10 00 00 00 00", {proceed, failed});                    // no sector starts here
-    exchange("18D980F0 01 01 00 10 00 00 00 00", {proceed, completed});
-    close();
+    step("18D980F0 01 01 00 10 00 00 00 00", {proceed, completed});
     exchange("18D980F0 03 05 00 10 00 00 00 00", {"18D8F080 03 11 FF FF FF FF FF FF"});
-    exchange("18D780F0 03 AA BB CC 00 00 00 00", {completed});
-    close();
+    step("18D780F0 03 AA BB CC 00 00 00 00", {completed});
     exchange("18D980F0 08 05 06 10 00 00 00 00", {"18D8F080 08 11 FF FF FF FF FF FF"}); // 8 bytes, behind a gap
     exchange("1CEC80F0 10 09 00 02 FF 00 D7 00", {"1CECF080 11 02 01 FF FF 00 D7 00"});
     exchange("1CEB80F0 01 FF 01 02 03 04 05 06", {});
-    exchange("1CEB80F0 02 07 08 00 00 00 00 00", {"1CECF080 13 09 00 02 FF 00 D7 00", completed});
-    close();
+    step("1CEB80F0 02 07 08 00 00 00 00 00", {"1CECF080 13 09 00 02 FF 00 D7 00", completed});
     // FFCCBBAA + 0201FFFF + 06050403 + FFFF0807, modulo 2^32
     const std::string sum = " 04 B3 C7 D2 07 FF FF FF";
-    exchange("18D980F0 04 13 01 00 00 C0 00 00",
-             {"18D8F080 04 11 FF FF FF FF FF FF", "18D7F080" + sum, completed});
-    close();
+    step("18D980F0 04 13 01 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF", "18D7F080" + sum, completed});
     exchange("18D980F0 04 15 01 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF"});
     exchange("18D780F0 04 B4 C7 D2 07 FF FF FF", {failed});
     exchange("18D980F0 04 15 01 00 00 C0 00 00", {"18D8F080 04 11 FF FF FF FF FF FF"});
-    exchange("18D780F0" + sum, {completed});
-    close();
+    step("18D780F0" + sum, {completed});
     EXPECT_EQ(saved_, (std::vector<std::uint8_t>{0xAA, 0xBB, 0xCC, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4, 5, 6, 7, 8}));
     says_after(300ms, "18EEFF80 01 00 E0 FF 00 84 08 A0");
     pass(250ms);
@@ -210,20 +205,14 @@ TEST_F(Ecu_test, wants_its_seed_back_as_the_key)
     exchange("18D980F0 01 0D 00 09 00 00 00 FF", {proceed, completed});
 }
 
-TEST_F(Ecu_test, goes_wrong_as_ordered)
+TEST_F(Ecu_test, aborts_a_transport_half_way_as_ordered)
 {
-    run({"--silent=write:2", "--abort-transport=1", "--refuse", "checksum", "--heartbeat=off"});
-    exchange("18D980F0 01 0D 00 09 00 00 00 00", {proceed, completed});
-    close();
-    exchange("18D980F0 01 01 00 10 00 00 00 00", {proceed, completed});
-    close();
+    run({"--abort-transport=1", "--heartbeat=off"});
+    step("18D980F0 01 0D 00 09 00 00 00 00", {proceed, completed});
+    step("18D980F0 01 01 00 10 00 00 00 00", {proceed, completed});
     exchange("18D980F0 08 05 00 10 00 00 00 00", {"18D8F080 08 11 FF FF FF FF FF FF"});
     exchange("1CEC80F0 10 09 00 02 FF 00 D7 00", {"1CECF080 11 02 01 FF FF 00 D7 00"});
-    exchange("1CEB80F0 01 FF 01 02 03 04 05 06", {"1CECF080 FF 02 FF FF FF 00 D7 00"}); // half of it
-    close();
-    exchange("18D980F0 04 13 01 00 00 C0 00 00", {failed});
-    exchange("18D980F0 08 05 00 10 00 00 00 00", {});
-    exchange("18EAFFF0 00 EE 00", {});
+    exchange("1CEB80F0 01 FF 01 02 03 04 05 06", {"1CECF080 FF 02 FF FF FF 00 D7 00"});
 }
 
 } // namespace

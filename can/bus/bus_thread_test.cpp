@@ -1,16 +1,10 @@
 #include "can/bus/bus_thread.h"
 
-#include <array>
-#include <atomic>
-#include <cstdlib>
-#include <filesystem>
-
 #include "can/bus/application.h"
 #include "can/hardware/frame_message.h"
 #include "can/hardware/test_kit.h"
 #include "can/network/bus_message.h"
 #include "can/network/pdu/pdu.h"
-#include "comm/shutdown_message.h"
 #include "config/object.h"
 #include "config/primary.h"
 
@@ -21,9 +15,7 @@ using namespace bus::message;
 using bus_thread::Bus_thread;
 using bus_thread::module::Module;
 using comm::message::time_elapsed::Time_elapsed;
-using hardware::test::announce;
-using hardware::test::await;
-using hardware::test::client_thread;
+using namespace hardware::test;
 
 std::atomic<int> modules_alive{0};
 
@@ -45,9 +37,7 @@ class Bus_thread_test : public testing::Test {
 protected:
     Bus_thread_test()
     {
-        std::string folder = std::filesystem::temp_directory_path() / "bus_thread_test.XXXXXX";
-        folder_ = ::mkdtemp(folder.data());
-        EXPECT_TRUE(config::create_primary(folder_ / "settings.xml"));
+        EXPECT_TRUE(config::create_primary(folder_.path + "/settings.xml"));
         config::List& document = *config::primary_configuration_pointer();
         document.set_text(document.find_object("can_bus/hardware", true), "type", "router");
         document.set_decimal(document.find_object("can_bus/hardware/ip", true), "port", router.port());
@@ -62,7 +52,6 @@ protected:
         EXPECT_TRUE(await([] { return !client_thread("receiver") && !client_thread("transmitter"); }));
         comm::master_stop();
         config::destroy_primary();
-        std::filesystem::remove_all(folder_);
     }
 
     /// The next message of this kind that comes to the test.
@@ -89,10 +78,10 @@ protected:
     const bool started_ = comm::core_start(0);
     std::shared_ptr<comm::Dispatcher> own = comm::create_dispatcher("test", true);
     std::shared_ptr<comm::Dispatcher> bus;
-    hardware::test::Router router;
+    Router router;
 
 private:
-    std::filesystem::path folder_;
+    Folder folder_;
     std::thread thread_;
 };
 
@@ -134,11 +123,7 @@ TEST_F(Bus_thread_test, moves_frames_up_within_a_tick_and_down_without_one)
     EXPECT_EQ(next<pdu::PDU>(0xFEDA).data, (Byte_array{1, 2}));
 
     bus->post(std::make_unique<frame::message::Transmitted>(std::array<std::uint8_t, 1>{7}, 0x18EF80FE, 0x80));
-    hardware::test::Bytes record = router.receive(13);
-    if (record[2] == 0xEA) { // the request again, unless it found the connection still being made
-        record = router.receive(13);
-    }
-    EXPECT_EQ(record, (hardware::test::Bytes{0xFE, 0x80, 0xEF, 0x98, 1, 7, 0, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(router.receive_record(), (Bytes{0xFE, 0x80, 0xEF, 0x98, 1, 7, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Bus_application, runs_until_the_stop_and_leaves_no_thread_behind_though_it_begins_late)
@@ -146,7 +131,7 @@ TEST(Bus_application, runs_until_the_stop_and_leaves_no_thread_behind_though_it_
     using namespace comm::flag;
     for (const bool runs : {true, false}) { // also right after its start
         ASSERT_TRUE(comm::core_start(0) && comm::handlers_start("test", shutdown | thread_handle | time_tick));
-        hardware::test::delay_bus_threads();
+        delay_bus_threads();
         {
             Application application(nullptr);
             ASSERT_TRUE(application.init());
@@ -157,7 +142,7 @@ TEST(Bus_application, runs_until_the_stop_and_leaves_no_thread_behind_though_it_
             }
             EXPECT_TRUE(application.deinit());
             comm::master_stop();
-            EXPECT_EQ(hardware::test::late_threads, 1) << "the core waits for it";
+            EXPECT_EQ(late_threads, 1) << "the core waits for it";
             EXPECT_EQ(modules_alive, 0) << "or one outlived the bus";
         }
         EXPECT_EQ(comm::dispatcher::Dispatcher::instance_count_current(), 0U);

@@ -1,9 +1,6 @@
 #include "can/bus/frame_observer.h"
 
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "can/network/ecu/test_kit.h"
 #include "can/network/nmea_2000/message.h"
@@ -13,9 +10,7 @@
 namespace qv::can_bus::bus {
 namespace {
 
-using frame::message::Received;
-using test::claim_text;
-using test::Texts;
+using namespace test;
 
 /// A bus with frame dispatch. What comes out of it is told in words; a node goes by its NAME, 0 is nobody.
 class Frame_observer_test : public test::Frame_test {
@@ -51,6 +46,14 @@ protected:
         return told.str();
     }
 
+    using Story = std::vector<std::pair<std::string, const char*>>;
+    void play(const Story& story)
+    {
+        for (const auto& [frame, outcome] : story) {
+            EXPECT_EQ(told_of(frame), outcome) << frame;
+        }
+    }
+
     std::unique_ptr<Bus> bus;
     std::ostringstream told;
 };
@@ -58,7 +61,7 @@ protected:
 TEST_F(Frame_observer_test, tells_who_sent_what)
 {
     // clang-format off
-    const std::pair<std::string, const char*> story[] = {
+    play({
         // strangers may only request and claim
         {"18EAFF80 00 EE 00",                   "ea00/3 of 0 held by 0"},
         {"18EA2380",                            "ea00/0 of 0 held by 0"},
@@ -91,11 +94,8 @@ TEST_F(Frame_observer_test, tells_who_sent_what)
         {"18FEDA80 01",                         ""},
         // one without an address is new to the bus
         {claim_text(0x80, 0xC3),                "new c3@80 c3@80 ee00/8 of c3 held by c3"},
-    };
+    });
     // clang-format on
-    for (const auto& [frame, outcome] : story) {
-        EXPECT_EQ(told_of(frame), outcome) << frame;
-    }
 }
 
 TEST_F(Frame_observer_test, lets_a_member_speak_for_the_master_of_its_working_set_wherever_the_two_go)
@@ -104,7 +104,7 @@ TEST_F(Frame_observer_test, lets_a_member_speak_for_the_master_of_its_working_se
                   "18FE0D80 02 FF FF FF FF FF FF FF",   // working set master: two with itself
                   "18FE0C80 B2 00 00 00 00 00 00 00"}); // working set member
     // clang-format off
-    const std::pair<std::string, const char*> story[] = {
+    play({
         {"18FEDA80 01",          "feda/1 of a1 held by a1"},
         {"18FEDA81 01",          "feda/1 of a1 held by b2"},
         {claim_text(0x81, 0xC3), "b2@fe c3@81 ee00/8 of c3 held by c3"}, // the member loses its address
@@ -112,29 +112,22 @@ TEST_F(Frame_observer_test, lets_a_member_speak_for_the_master_of_its_working_se
         {claim_text(0x83, 0xB2), "b2@83 ee00/8 of a1 held by b2"},
         {claim_text(0x80, 0xC3), "a1@fe c3@80 ee00/8 of c3 held by c3"}, // and now the master
         {"18FEDA83 01",          "feda/1 of a1 held by b2"},
-    };
+    });
     // clang-format on
-    for (const auto& [frame, outcome] : story) {
-        EXPECT_EQ(told_of(frame), outcome) << frame;
-    }
 }
 
 TEST_F(Frame_observer_test, leads_the_frames_of_a_position_to_one_message_at_the_next_tick)
 {
-    using nmea_2000::message::Position_data;
-    std::vector<std::int64_t> position;
-    listen(bus_dispatcher_, {Position_data::id}, [&](auto& message) {
-        const auto& data = dynamic_cast<Position_data&>(message);
-        position.insert(position.end(), {static_cast<std::int64_t>(data.name), data.latitude, data.altitude,
-                                         data.geoidal_separation});
-    });
-    receive_each({claim_text(0x1C, 0xA1), "0DF8051C 40 2B 11 22 11 44 33 22", "0DF8051C 41 11 01 00 00 00 00 00",
-                  "0DF8051C 42 00 80 02 00 00 00 00", "0DF8051C 43 00 00 00 03 00 00 00",
-                  "0DF8051C 44 00 00 00 00 52 FE 0C", "0DF8051C 45 34 12 FE FF FD FF FF",
-                  "0DF8051C 46 FF 00 FF FF FF FF FF"});
-    EXPECT_TRUE(position.empty());
+    using nmea_2000::message::Satellites_in_view;
+    std::vector<Satellites_in_view> views;
+    listen(bus_dispatcher_, {Satellites_in_view::id},
+           [&](auto& message) { views.push_back(dynamic_cast<Satellites_in_view&>(message)); });
+    receive_each({claim_text(0x1C, 0xA1), "0DFA041C 40 0F 11 FD 01 05 FF FF", "0DFA041C 41 34 12 FE FF FD FF FF",
+                  "0DFA041C 42 FF F7 FF FF FF FF FF"});
+    EXPECT_TRUE(views.empty());
     pass(3);
-    EXPECT_EQ(position, (std::vector<std::int64_t>{0xA1, -9223372036854775807, 3, -3}));
+    ASSERT_EQ(views.size(), 1U);
+    EXPECT_TRUE(views[0].name == 0xA1 && views[0].satellites.at(0).range_residual == -3);
 }
 
 TEST_F(Frame_observer_test, knows_extended_data_frames_only)
@@ -142,8 +135,8 @@ TEST_F(Frame_observer_test, knows_extended_data_frames_only)
     receive(claim_text(0x80, 0xA1));
     told.str("");
     for (const unsigned flags : {0b010U, 0b110U, 0b000U, 0b011U}) { // error, extended, remote
-        bus_dispatcher_->post(std::make_unique<Received>(std::vector<std::uint8_t>{1}, 0x18FEDA80,
-                                                         (flags & 4) != 0, (flags & 2) != 0, (flags & 1) != 0));
+        bus_dispatcher_->post(std::make_unique<frame::message::Received>(
+            std::vector<std::uint8_t>{1}, 0x18FEDA80, (flags & 4) != 0, (flags & 2) != 0, (flags & 1) != 0));
     }
     drain();
     EXPECT_EQ(told.str(), "feda/1 of a1 held by a1");

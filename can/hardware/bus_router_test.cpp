@@ -1,55 +1,42 @@
 #include "can/hardware/bus_router.h"
 
-#include <array>
-#include <cstdio>
-
-#include <arpa/inet.h>
-
 #include "can/hardware/frame_message.h"
 #include "can/hardware/router_receiver.h"
 #include "can/hardware/test_kit.h"
-#include "comm/shutdown_message.h"
-#include "framework/byte_text.h"
 
 namespace qv::can_bus::hardware::device::router {
 namespace {
 
-using comm::message::shutdown::Application;
-using test::announce;
-using test::await;
-using test::Bytes;
-using test::client_thread;
-using Texts = std::vector<std::string>;
+using namespace test;
 
-const Bytes claim_request{0xFE, 0xFF, 0xEA, 0x98, 3, 0x00, 0xEE, 0, 0, 0, 0, 0, 0};
 const Texts claim_request_seen{"18EAFFFE 00 EE 00"};
 
 /// A record of an extended frame whose data tell its number.
 Bytes numbered(unsigned number)
 {
-    return {
-        0x80, 0xFF, 0xEF, 0x98, 2, static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8), 0,
-        0,    0,    0,    0,    0};
+    const auto low = static_cast<std::uint8_t>(number);
+    return {0x80, 0xFF, 0xEF, 0x98, 2, low, static_cast<std::uint8_t>(number >> 8), 0, 0, 0, 0, 0, 0};
+}
+
+/// The request that comes with each attempt to connect.
+bool has_frame(Bus_router& client)
+{
+    return await([&] {
+        client.on_time_elapsed(3);
+        return client.has_frame();
+    });
 }
 
 /// A core whose time the test moves, and a client with a router.
 class Bus_router_test : public testing::Test {
 protected:
-    Bus_router_test() { EXPECT_TRUE(comm::core_start(0)); }
     ~Bus_router_test() override
     {
-        stop();
+        EXPECT_TRUE(stop_client());
         bus.close();
         comm::master_stop();
     }
 
-    static void stop()
-    {
-        EXPECT_TRUE(await([] {
-            announce<Application>();
-            return !client_thread("receiver") && !client_thread("transmitter");
-        }));
-    }
     /// Lets the client connect, and takes the request for all claims that this sends both ways. The router does
     /// not see it when the connection takes its time, and sees that of the loss before when the transmitter does.
     void connect()
@@ -59,11 +46,7 @@ protected:
         router.send(numbered(0));
         EXPECT_EQ(read(1), Texts{"18EFFF80 00 00"}); // the connection stands
         EXPECT_TRUE(bus.transmit(0x18EF0081, nullptr, 0, 0));
-        Bytes record = router.receive(13);
-        while (record == claim_request) {
-            record = router.receive(13);
-        }
-        EXPECT_EQ(record, (Bytes{0x81, 0x00, 0xEF, 0x98, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
+        EXPECT_EQ(router.receive_record(), (Bytes{0x81, 0x00, 0xEF, 0x98, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     }
     /// The next frames as text, once all are there.
     Texts read(std::size_t count)
@@ -72,28 +55,14 @@ protected:
         EXPECT_TRUE(await([&] {
             bus.on_time_elapsed(3);
             for (Message message; frames.size() < count && bus.receive(message);) {
-                std::array<char, 16> identifier;
-                std::snprintf(identifier.data(), identifier.size(), "%08X", message.identifier);
-                frames.push_back(identifier.data() +
-                                 to_hex_text(message.data, all_bytes, {.uppercase = true, .spaced = true}));
+                frames.push_back(text_of(message));
             }
             return frames.size() == count;
         }));
         return frames;
     }
-    /// Lets the client, which is in this process, meet a full buffer soon.
-    void shrink_buffer_of_client(int size) const
-    {
-        for (int descriptor = 0; descriptor < 256; ++descriptor) {
-            sockaddr_in peer{};
-            socklen_t length = sizeof peer;
-            if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &length) == 0 &&
-                peer.sin_port == htons(router.port())) {
-                ::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
-            }
-        }
-    }
 
+    const bool started = comm::core_start(0);
     test::Router router;
     Bus_router bus{socket::loopback_address(), router.port(), false, false};
 };
@@ -106,7 +75,7 @@ TEST_F(Bus_router_test, understands_a_stream_however_it_is_cut)
         0x80, 0xFF, 0xEE, 0x18, 1,    1, 0, 0, 0, 0, 0, 0, 0,  // a standard frame
         0x80, 0xFF, 0xEE, 0xD8, 1,    2, 0, 0, 0, 0, 0, 0, 0,  // a remote frame
         0x80, 0xFF, 0xEE, 0xB8, 1,    3, 0, 0, 0, 0, 0, 0, 0,  // an error frame
-        0x80, 0xFF, 0xEE, 0x98, 0xFF, 4, 0, 0, 0, 0, 0, 0, 0,  // more data than a frame has
+        0x80, 0xFF, 0xEE, 0x98, 9,    4, 0, 0, 0, 0, 0, 0, 0,  // more data than a frame has
         0x81, 0x23, 0xEA, 0x98, 0,    5, 0, 0, 0, 0, 0, 0, 0}; // no data; the byte has no meaning
     // clang-format on
     connect();
@@ -166,7 +135,7 @@ TEST_F(Bus_router_test, gives_a_connection_up_only_when_half_a_record_went_out)
 {
     for (const int size : {4096, 16384, 20480}) {
         connect();
-        shrink_buffer_of_client(size);
+        router.shrink_buffer_of_client(size);
         constexpr unsigned count = 20000;
         for (unsigned frame = 0; frame < count; ++frame) {
             bus.transmit(0x18EF2380, nullptr, 0, 0x23); // nobody reads them
@@ -188,15 +157,10 @@ TEST_F(Bus_router_test, connects_without_a_tick_and_ends_at_once_also_without_a_
         auto fastest = std::chrono::steady_clock::duration::max();
         for (int round = 0; round < 5; ++round) { // the machine may be busy
             Bus_router client(socket::loopback_address(), connected ? router.port() : absent, false, false);
-            ASSERT_TRUE(client.open());
-            ASSERT_TRUE(await([&] {
-                client.on_time_elapsed(3);
-                return client.has_frame(); // the request that comes with the attempt
-            }));
-            ASSERT_TRUE(await([] { return client_thread("transmitter") != nullptr; }) &&
-                        (!connected || router.accept()));
+            ASSERT_TRUE(client.open() && has_frame(client) && (!connected || router.accept()));
+            ASSERT_TRUE(await([] { return client_thread("transmitter") != nullptr; }));
             const auto start = std::chrono::steady_clock::now();
-            stop();
+            EXPECT_TRUE(stop_client());
             fastest = std::min(fastest, std::chrono::steady_clock::now() - start);
         }
         EXPECT_LT(fastest, std::chrono::milliseconds(200)); // less than the wait for the socket
@@ -207,14 +171,9 @@ TEST(Bus_router_alone, runs_a_core_of_its_own_and_takes_it_down_again)
 {
     const test::Router router;
     Bus_router bus(socket::loopback_address(), router.port(), false, false);
-    ASSERT_TRUE(bus.open());
-    EXPECT_TRUE(await([&] {
-        bus.on_time_elapsed(1);
-        return bus.has_frame(); // the request that comes with the connection
-    }));
+    EXPECT_TRUE(bus.open() && has_frame(bus));
     bus.close();
-    EXPECT_FALSE(bus.is_open());
-    EXPECT_FALSE(comm::primary_dispatcher());
+    EXPECT_FALSE(bus.is_open() || comm::primary_dispatcher());
     EXPECT_EQ(comm::dispatcher::Dispatcher::instance_count_current(), 0U);
 }
 
@@ -253,7 +212,7 @@ TEST(Receiver_test, tells_of_a_loss_before_it_connects_again)
         receiver->post(std::make_unique<Milliseconds_500>());
         EXPECT_TRUE(await(tells)) << "of the new one";
     }
-    announce<Application>();
+    announce<comm::message::shutdown::Application>();
     thread.join();
     comm::master_stop();
 }

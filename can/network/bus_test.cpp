@@ -1,13 +1,9 @@
 #include "can/network/bus.h"
 
-#include <filesystem>
-#include <map>
-
 #include <gmock/gmock.h>
-#include <unistd.h>
 
+#include "can/hardware/test_kit.h"
 #include "can/network/bus_message.h"
-#include "can/network/ecu/ecu_message.h"
 #include "can/network/ecu/test_kit.h"
 #include "can/network/node/manager.h"
 #include "can/network/tractor_ecu_message.h"
@@ -17,43 +13,19 @@
 namespace qv::can_bus::bus {
 namespace {
 
-using test::claim_text;
-using test::hex;
-using test::Texts;
+using namespace test;
 
 constexpr name::Name own_name = 0xA000810012E00007;
 constexpr name::Name node_name = 0xC000820012E00007;
 constexpr name::Name tractor_name = 0xA000860000000001; ///< industry group 2, function 134, instance 0
 
-/// Keeps the log up to a level as lines "client level text".
-class Log_lines final : public log::Sink {
-public:
-    explicit Log_lines(log::Level highest)
-        : highest_(highest)
-    {
-        log::set_sink(this);
-    }
-    ~Log_lines() override { log::set_sink(nullptr); }
-    bool accepts(log::Level level) const override { return level <= highest_; }
-    void write(log::Level level, log::Client client, string::Utf_8_string text) override
-    {
-        lines.push_back(std::to_string(client) + " " + std::to_string(level) + " " + text.to_utf_8_string());
-    }
-    log::Client register_client(std::string_view name) override { return name == "CAN bus" ? 7 : 1; }
-
-    Texts lines;
-
-private:
-    log::Level highest_;
-};
-
-class Bus_test : public test::Frame_test {
+class Bus_test : public Frame_test {
 protected:
     void SetUp() override { create_bus(); }
     void create_bus()
     {
         bus_ = Bus::create(properties_, signal_, [](Bus& bus) {
-            return std::make_shared<test::Frame_entry>(bus.dispatcher_id(), bus.nodes(), [&bus](name::Name name) {
+            return std::make_shared<Frame_entry>(bus.dispatcher_id(), bus.nodes(), [&bus](name::Name name) {
                 auto node = bus.create_node(name);
                 node->manager()->address_known();
                 return node;
@@ -62,6 +34,11 @@ protected:
         ASSERT_TRUE(bus_);
         bus_dispatcher_ = bus_->dispatcher();
         watch_frames();
+        listen(bus_dispatcher_, {message::ECU_create_response::id}, [this](auto& message) {
+            const auto& response = dynamic_cast<message::ECU_create_response&>(message);
+            created_ = response.ecu;
+            EXPECT_TRUE(!created_ || created_->name() == response.name);
+        });
     }
     void TearDown() override
     {
@@ -84,29 +61,22 @@ protected:
     {
         ecu::properties::Properties properties;
         properties.model_name = model_name;
-        std::shared_ptr<ecu::ECU> created;
-        const auto ear = listen(bus_dispatcher_, {message::ECU_create_response::id}, [&](auto& message) {
-            const auto& response = dynamic_cast<message::ECU_create_response&>(message);
-            EXPECT_EQ(response.name, name);
-            EXPECT_EQ(response.properties.model_name, model_name);
-            created = response.ecu;
-        });
         post(std::make_unique<message::ECU_create>(name, properties));
-        ear->unsubscribe();
-        return created;
+        return std::exchange(created_, nullptr);
     }
 
     properties::Properties properties_;
     std::shared_ptr<thread::signal::Signal> signal_ = thread::signal::Signal::create();
     std::unique_ptr<Bus> bus_;
+    std::shared_ptr<ecu::ECU> created_;
 };
 
 TEST_F(Bus_test, asks_each_new_node_who_it_is_and_keeps_the_answers)
 {
-    std::map<name::Name, std::vector<node::Identification>> reports;
+    std::vector<std::pair<name::Name, node::Identification>> reports;
     listen(bus_dispatcher_, {node::message::Diagnostic_information::id}, [&](auto& message) {
         const auto& report = dynamic_cast<node::message::Diagnostic_information&>(message);
-        reports[report.name].push_back(report.identification);
+        reports.emplace_back(report.name, report.identification);
     });
     const auto own = create_ecu(own_name, "own");
     receive(claim_text(0x80, node_name));
@@ -126,7 +96,8 @@ TEST_F(Bus_test, asks_each_new_node_who_it_is_and_keeps_the_answers)
     EXPECT_TRUE(reports.empty());
     after(500, {});
     const node::Identification told{"A", "B", "D", "C", "", "", "", "", "", "", "b", "c", "m", "V1; V2, XY"};
-    EXPECT_EQ(reports[node_name], std::vector{told});
+    const node::Identification own_told{"", "own", "-", "7", "-", "-", "-", "-", "7", "-", "-", "-", "own", ""};
+    EXPECT_THAT(reports, testing::UnorderedElementsAre(std::pair(node_name, told), std::pair(own_name, own_told)));
 }
 
 TEST_F(Bus_test, keeps_no_identification_of_more_than_32_kib)
@@ -134,7 +105,7 @@ TEST_F(Bus_test, keeps_no_identification_of_more_than_32_kib)
     receive(claim_text(0x80, node_name));
     const auto node = bus_->nodes().find_by_name(node_name);
     for (const std::size_t size : {32768U, 32769U}) {
-        const Byte_array payload = test::chars(std::string(size, 'x'));
+        const Byte_array payload = chars(std::string(size, 'x'));
         post(std::make_unique<frame::message::Received>(payload.bytes(), 0x18FEDA80));
         // without the count of fields and the last delimiter
         EXPECT_EQ(node->manager()->identification(node::Field::software_identification).size(), 32766U);
@@ -177,8 +148,7 @@ TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switc
 {
     using tractor_ecu::message::Key_switch_state_changed;
     using namespace tractor_ecu::message::speed_distance;
-    using Numbers = std::vector<std::vector<std::uint32_t>>; ///< for each message its id and its values
-    Numbers told;
+    std::vector<std::vector<std::uint32_t>> told; ///< for each message its id and its values
     listen(bus_dispatcher_, {Ground_0::id}, [&](auto& message) {
         const auto& v = dynamic_cast<Ground_0&>(message).values;
         told.push_back({Ground_0::id, v.speed, v.distance, v.direction});
@@ -191,7 +161,7 @@ TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switc
     listen(bus_dispatcher_, {Key_switch_state_changed::id}, [&](auto& message) {
         told.push_back({Key_switch_state_changed::id, dynamic_cast<Key_switch_state_changed&>(message).state});
     });
-    const auto expect = [&](const std::string& frame, const Numbers& expected) {
+    const auto expect = [&](const std::string& frame, const decltype(told)& expected) {
         receive(frame);
         EXPECT_EQ(std::exchange(told, {}), expected) << frame;
     };
@@ -206,45 +176,35 @@ TEST_F(Bus_test, tells_the_speed_of_the_tractor_and_each_change_of_its_key_switc
     expect("0CFE48F0 00 00 00 00 00 00 00 02",
            {{Wheel_0::id, 0, 0, 2, 0, 0, 0, 0}, {Key_switch_state_changed::id, 0}});
     expect("0CFE48F0 00 00 00 00 00 00 00 02", {{Wheel_0::id, 0, 0, 2, 0, 0, 0, 0}});
-    for (const char* frame : {"0CFE48F0 00 00 00 00 00 00 00", "0CFE49F0 00 00 00 00 00 00 00", "0CFE49F0"}) {
-        expect(frame, {});
-    }
+    receive_each({"0CFE48F0 00 00 00 00 00 00 00", "0CFE49F0 00 00 00 00 00 00 00"}); // too short
+    expect("0CFE49F0", {});
     for (const char* other : {"F1", "F2", "F3", "F4", "F5"}) {
         expect(std::string("0CFE49") + other + " 34 12 78 56 34 12 FF FD", {});
         expect(std::string("0CFE48") + other + " 34 12 78 56 34 12 0A B5", {});
     }
 }
 
-TEST_F(Bus_test, writes_each_pdu_to_the_standard_output_when_asked_to)
+TEST_F(Bus_test, shows_each_pdu_and_what_it_means_when_asked_to)
 {
-    TearDown();
-    properties_.pdu_trace = true;
-    create_bus();
-    testing::internal::CaptureStdout();
-    receive("18EA2380 41 00");
-    EXPECT_THAT(testing::internal::GetCapturedStdout(),
-                testing::MatchesRegex("pdu  [ 0-9]{8,10}  0ea00  80->23  2 41 00  A\\.\n"));
-}
-
-TEST_F(Bus_test, logs_each_pdu_and_what_it_means_when_asked_to)
-{
-    struct Row {
-        bool enable, annotate;
-        log::Level level;
-        Texts lines;
-    };
-    const std::string line = "7 5 0fe0d  80      2 02 ff  .?  ";
-    for (const auto& row : {Row{false, true, 5, {}},
-                            {true, true, 4, {}},
-                            {true, false, 5, {line}},
-                            {true, true, 5, {line + "working set master  2 member (incl. master)"}}}) {
+    const std::string line = "1 5 0fe0d  80      2 02 41  .A  ";
+    // clang-format off
+    const struct { bool log, annotate, trace; log::Level level; Texts lines; } rows[] = {
+        {false, true, true, 5, {}}, {true, true, false, 4, {}}, {true, false, false, 5, {line}},
+        {true, true, true, 5, {line + "working set master  2 member (incl. master)"}}};
+    // clang-format on
+    for (const auto& row : rows) {
         TearDown();
-        Log_lines log(row.level);
-        properties_.pdu_log_enabled = row.enable;
+        const hardware::test::Log_lines log(row.level);
+        properties_.pdu_log_enabled = row.log;
         properties_.pdu_log_annotate = row.annotate;
+        properties_.pdu_trace = row.trace;
         create_bus();
-        receive("18FE0D80 02 FF");
+        testing::internal::CaptureStdout();
+        receive("18FE0D80 02 41");
+        EXPECT_THAT(testing::internal::GetCapturedStdout(),
+                    testing::MatchesRegex(row.trace ? "pdu  [ 0-9]{8,10}  0fe0d  80      2 02 41  \\.A\n" : ""));
         EXPECT_EQ(log.lines, row.lines);
+        EXPECT_EQ(log.clients.at(0), "CAN bus");
     }
 }
 
@@ -282,24 +242,17 @@ TEST_F(Bus_test, leaves_ecus_and_nodes_that_others_still_hold_behind_in_silence)
 
 TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
 {
-    const auto path = std::filesystem::temp_directory_path() / ("bus_" + std::to_string(::getpid()) + ".xml");
+    const hardware::test::Folder folder;
     EXPECT_EQ(properties::read().title, "CAN bus"); // no configuration
-    ASSERT_TRUE(config::create_primary(path.string()));
+    ASSERT_TRUE(config::create_primary(folder.path + "/bus.xml"));
     auto& document = *config::primary_configuration();
-    config::Object* const bus = document.find_object("can_bus", true);
-    document.set_boolean(document.find_object("pdu", true, bus), "trace", true);
-    document.set_boolean(document.find_object("pdu/log", true, bus), "annotate", true);
-    document.set_decimal(document.find_object("address_claim/requester", true, bus), "time_threshold", 5);
+    document.set_boolean(document.find_object("can_bus/pdu", true), "trace", true);
+    document.set_boolean(document.find_object("can_bus/pdu/log", true), "annotate", true);
+    document.set_decimal(document.find_object("can_bus/address_claim/requester", true), "time_threshold", 5);
     const properties::Properties read = properties::read();
-    EXPECT_TRUE(read.pdu_trace);
-    EXPECT_TRUE(read.pdu_log_annotate);
-    EXPECT_FALSE(read.pdu_log_enabled);
-    EXPECT_EQ(read.time_threshold, 5U);
-    EXPECT_EQ(document.get_decimal(document.find_object("node", false, bus), "timeout", 0, false), 3600000U);
+    EXPECT_TRUE(read.pdu_trace && read.pdu_log_annotate && !read.pdu_log_enabled && read.time_threshold == 5);
+    EXPECT_EQ(document.get_decimal(document.find_object("can_bus/node", false), "timeout", 0, false), 3600000U);
     config::destroy_primary();
-    for (const char* suffix : {"", ".backup", ".temp"}) {
-        std::filesystem::remove(path.string() + suffix);
-    }
 }
 
 } // namespace

@@ -72,7 +72,7 @@ TEST_F(File_test, reads_what_is_left_and_knows_its_size)
 
 TEST_F(File_test, is_copied_whole_or_reported)
 {
-    for (const std::size_t size : {0, 3, 4096, 4096 * 2 + 1}) {
+    for (const std::size_t size : {0U, 3U, 4096U, 4096U * 2 + 1}) {
         const std::string text(size, 'x');
         EXPECT_TRUE(copy(make("source", text), path("target"), true));
         EXPECT_EQ(contents("target"), text);
@@ -89,12 +89,9 @@ TEST_F(File_test, is_cut_down_to_a_part)
     const std::string large(5000, 'd');
     // clang-format off
     const std::tuple<long, bool, std::string, bool, std::string> rows[] = {
-        {2,    false, "abcdef",      true,  "ef"},
-        {2,    true,  "abcdef",      true,  "ab"},
-        {0,    true,  "abcdef",      true,  ""},
-        {6,    true,  "abcdef",      false, "abcdef"},
-        {-1,   false, "abcdef",      false, "abcdef"},
-        {5000, false, "abc" + large, true,  large},
+        {2, false, "abcdef", true, "ef"},       {2, true, "abcdef", true, "ab"},
+        {0, true, "abcdef", true, ""},          {6, true, "abcdef", false, "abcdef"},
+        {-1, false, "abcdef", false, "abcdef"}, {5000, false, "abc" + large, true, large},
     };
     // clang-format on
     for (const auto& [byte_count, from_start, before, cut, after] : rows) {

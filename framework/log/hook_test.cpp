@@ -1,37 +1,37 @@
 #include "framework/log/hook.h"
 
 #include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
+
+#include "framework/log/test_kit.h"
 
 namespace qv::log {
 namespace {
 
-class Lines final : public Sink {
+/// Logs itself, and takes itself away.
+class Restless final : public test::Lines {
 public:
-    bool accepts(Level level) const override { return level <= 5; }
+    Restless()
+        : Lines(5)
+    {}
     void write(Level level, Client client, string::Utf_8_string text) override
     {
-        lines.push_back(text.to_utf_8_string());
+        Lines::write(level, client, text);
         if (level == 1) {
-            log::write(0, client, "after %s", text.to_utf_8_string().c_str()); // the sink logs itself
+            log::write(0, client, "after %s", text.to_utf_8_string().c_str());
         } else if (level == 2) {
             set_sink(nullptr);
         }
     }
-    Client register_client(std::string_view) override { return 7; }
-    std::vector<std::string> lines;
 };
 
 TEST(Log_hook_test, writes_what_the_sink_accepts_until_the_sink_itself_takes_its_place_away)
 {
-    Lines sink;
     write(0, 0, "too early");
     EXPECT_EQ(register_client("name"), 0U);
-    set_sink(&sink);
+    Restless sink;
     EXPECT_EQ(register_client("name"), 7U);
     const std::string text(5000, 'x');
     write(5, 0, "%d of %u, %c: %s", -1, 4000000000U, 'c', text.c_str());
@@ -40,7 +40,8 @@ TEST(Log_hook_test, writes_what_the_sink_accepts_until_the_sink_itself_takes_its
     write(2, 0, "end");
     write(0, 0, "too late");
     EXPECT_FALSE(accepts(0));
-    EXPECT_EQ(sink.lines, (std::vector<std::string>{"-1 of 4000000000, c: " + text, "100%", "after 100%", "end"}));
+    EXPECT_EQ(sink.lines, (std::vector<std::string>{"5 0 -1 of 4000000000, c: " + text, "1 0 100%",
+                                                    "0 0 after 100%", "2 0 end"}));
 }
 
 /// Notices a call after its end.
@@ -86,18 +87,14 @@ TEST(Log_hook_test, lets_a_sink_be_destroyed_while_others_log)
     running = false;
 }
 
-constexpr bool takes(std::string_view format, std::initializer_list<string::internal::format::Argument_kind> kinds)
-{
-    return string::internal::format::fits(format, kinds);
-}
-
 TEST(Log_format_test, is_known_to_fit_its_arguments_or_not)
 {
-    using enum string::internal::format::Argument_kind;
-    EXPECT_TRUE(takes("%-*.*d %% %5.3s%08lx", {integer, integer, integer, text, integer}));
-    EXPECT_TRUE(takes("plain", {}));
-    for (const std::string_view format : {"%d", "%s %s", "%s %d %d", "%*s", "%s %q", "%s %", "%s %d %", "plain"}) {
-        EXPECT_FALSE(takes(format, {text, integer})) << format;
+    using namespace string::internal::format;
+    using enum Argument_kind;
+    EXPECT_TRUE(fits("%-*.*d %% %5.3s%08lx", {integer, integer, integer, text, integer}));
+    EXPECT_TRUE(fits("plain", {}));
+    for (const auto* format : {"%d", "%s %s", "%s %d %d", "%*s", "%s %q", "%s %", "%s %d %", "plain"}) {
+        EXPECT_FALSE(fits(format, {text, integer})) << format;
     }
 }
 

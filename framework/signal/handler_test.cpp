@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/log/hook.h"
+#include "framework/log/test_kit.h"
 #include "framework/thread/handle.h"
 #include "framework/thread/process_exit.h"
 
@@ -25,16 +25,12 @@ using testing::ExitedWithCode;
 /// A signal, the negated type bit as far as an exit status holds it, and the report.
 // clang-format off
 const std::tuple<int, int, const char*> ending_cases[] = {
-    {SIGHUP,  0xFF, "hangup"},
-    {SIGINT,  0xFE, "keyboard interrupt"},
-    {SIGABRT, 0xFC, "abort"},
-    {SIGQUIT, 0xF8, "terminated with error"},
-    {SIGTERM, 0xF0, "normal termination"},
-    {SIGILL,  0xE0, "illegal instruction at address 0x[0-9a-f]+"},
-    {SIGFPE,  0xC0, "floating point exception at address 0x[0-9a-f]+"},
-    {SIGBUS,  0x80, "bus error at address 0x[0-9a-f]+"},
+    {SIGHUP, 0xFF, "hangup"}, {SIGINT, 0xFE, "keyboard interrupt"}, {SIGABRT, 0xFC, "abort"},
+    {SIGQUIT, 0xF8, "terminated with error"}, {SIGTERM, 0xF0, "normal termination"},
+    {SIGILL, 0xE0, "illegal instruction at address 0x[0-9a-f]+"},
+    {SIGFPE, 0xC0, "floating point exception at address 0x[0-9a-f]+"},
+    {SIGBUS, 0x80, "bus error at address 0x[0-9a-f]+"}, {SIGSYS, 0x00, "bad system call argument"},
     {SIGSEGV, 0x00, "segment violation at address 0x[0-9a-f]+"},
-    {SIGSYS,  0x00, "bad system call argument"},
 };
 // clang-format on
 
@@ -55,21 +51,17 @@ TEST_F(Handler_test, a_signal_is_reported_and_ends_the_process_with_its_type)
     }
 }
 
-class Log_lines final : public log::Sink {
-public:
-    bool accepts(log::Level level) const override { return level == 0; }
+class Printed_log final : public log::test::Lines {
     void write(log::Level, log::Client, string::Utf_8_string text) override
     {
         std::fprintf(stderr, "log: %s\n", text.to_utf_8_string().c_str());
     }
-    log::Client register_client(std::string_view) override { return 0; }
 };
 
 TEST_F(Handler_test, a_fault_still_gets_its_lines_into_the_log_and_the_pending_output_out)
 {
     const auto fault = [] {
-        static Log_lines log;
-        log::set_sink(&log);
+        static Printed_log log;
         const Handler handler(type::all);
         thread::set_exit_flush([] {
             ::kill(::getpid(), SIGTERM); // must not cut the wait for these lines short

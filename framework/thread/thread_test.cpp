@@ -1,3 +1,4 @@
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -13,7 +14,7 @@
 
 #include <gtest/gtest.h>
 
-#include "framework/log/hook.h"
+#include "framework/log/test_kit.h"
 #include "framework/thread/clock.h"
 #include "framework/thread/cycle_statistics.h"
 #include "framework/thread/handle.h"
@@ -27,28 +28,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Keeps the lines that were logged.
-class Lines final : public log::Sink {
-public:
-    Lines() { log::set_sink(this); }
-    ~Lines() override { log::set_sink(nullptr); }
-    bool accepts(log::Level) const override { return true; }
-    void write(log::Level level, log::Client client, string::Utf_8_string text) override
-    {
-        lines.push_back(std::to_string(level) + " " + std::to_string(client) + " " + text.to_utf_8_string());
-    }
-    log::Client register_client(std::string_view) override { return 1; }
-    std::vector<std::string> lines;
-};
-
-struct Clock_case {
-    std::uint32_t last, now, minimum, elapsed, last_afterwards;
-};
+using log::test::Lines;
 
 TEST(Clock_test, counts_what_passed_across_wraps_jumps_and_short_passes)
 {
     // clang-format off
-    const Clock_case rows[] = {
+    const std::array<std::uint32_t, 5> rows[] = {
         {1000, 1000,       0, 0,      1000},        // stands still
         {1000, 1003,       3, 3,      1003},
         {1000, 1002,       3, 0,      1000},        // too short: counted later
@@ -63,10 +48,10 @@ TEST(Clock_test, counts_what_passed_across_wraps_jumps_and_short_passes)
         {0xFFFFFFFE, 0,    3, 0,      0xFFFFFFFE},
     };
     // clang-format on
-    for (const Clock_case& row : rows) {
-        std::uint32_t last = row.last;
-        EXPECT_EQ(time::elapsed_between(last, row.now, row.minimum), row.elapsed) << row.last << " " << row.now;
-        EXPECT_EQ(last, row.last_afterwards) << row.last << " " << row.now;
+    for (const auto& [before, now, minimum, elapsed, afterwards] : rows) {
+        std::uint32_t last = before;
+        EXPECT_EQ(time::elapsed_between(last, now, minimum), elapsed) << before << " " << now;
+        EXPECT_EQ(last, afterwards) << before << " " << now;
     }
 }
 
@@ -87,40 +72,35 @@ TEST(Mutex_test, reports_its_first_failure_once)
     EXPECT_TRUE(mutex.create() && mutex.lock() && mutex.unlock());
 }
 
-class Flag final : public Predicate_non_parameterized {
-public:
-    bool evaluate() const override { return value; }
-    std::atomic<bool> value{false};
+/// True when a function says so.
+struct Condition final : Predicate_non_parameterized {
+    explicit Condition(std::function<bool()> function)
+        : function_(std::move(function))
+    {}
+    bool evaluate() const override { return function_(); }
+    const std::function<bool()> function_;
 };
 
 TEST(Signal_test, wait_ends_by_the_clock_alone_when_no_raise_comes)
 {
     const auto signal = signal::Signal::create();
-    Flag flag;
+    bool holds = false;
+    const Condition condition([&] { return holds; });
     const auto begin = time::now_ms();
-    EXPECT_EQ(signal->wait_unless(flag, 30), 0);
+    EXPECT_EQ(signal->wait_unless(condition, 30), 0);
     EXPECT_GE(time::now_ms() - begin, 30U);
-    flag.value = true;
-    EXPECT_EQ(signal->wait(flag, 10), 0) << "a test that holds already is no raise";
-    EXPECT_EQ(signal->wait_unless(flag, 0), 1);
+    holds = true;
+    EXPECT_EQ(signal->wait(condition, 10), 0) << "a test that holds already is no raise";
+    EXPECT_EQ(signal->wait_unless(condition, 0), 1);
 }
 
 /// Two threads hand a token to and fro; a raise that got lost would leave both asleep.
 TEST(Signal_test, a_raise_between_test_and_sleep_is_not_lost)
 {
-    struct Turn final : Predicate_non_parameterized {
-        Turn(const std::atomic<int>& turn, int own)
-            : current(turn)
-            , mine(own)
-        {}
-        bool evaluate() const override { return current == mine; }
-        const std::atomic<int>& current;
-        int mine;
-    };
     std::atomic<int> turn{0};
     const auto signal = signal::Signal::create();
     const auto play = [&](int own) {
-        const Turn my_turn(turn, own);
+        const Condition my_turn([&] { return turn == own; });
         for (int round = 0; round < 5000; ++round) {
             EXPECT_EQ(signal->wait_unless(my_turn, 0), 1);
             turn = 1 - own;

@@ -196,7 +196,8 @@ std::int32_t FlintrowThriftHandler::UpdateECUVersion(std::int64_t name, const st
     if (entry == nullptr) {
         return no_ecu;
     }
-    return entry->matches->empty() ? tell_no_file() : start(*service, *entry, own_version(*entry->matches, version));
+    return entry->matches->empty() ? tell_no_file()
+                                   : start(*service, *entry, own_version(*entry->matches, version));
 }
 
 std::int32_t FlintrowThriftHandler::UpdateComplete()

@@ -27,6 +27,7 @@ std::shared_ptr<protocol::TProtocolFactory> make_protocol_factory()
     using Factory = protocol::TBinaryProtocolFactoryT<transport::TBufferedTransport>;
     const auto factory = std::make_shared<Factory>();
     factory->setStringSizeLimit(Rpc_server::text_limit);
+    factory->setContainerSizeLimit(1); // no call has a list
     return factory;
 }
 
@@ -82,8 +83,7 @@ private:
 Rpc_server::Rpc_server(Flintrow& flintrow, std::uint16_t port)
     : flintrow_(flintrow)
     , readiness_(std::make_shared<Readiness>())
-    , server_(std::make_shared<::flintrow::FlintrowThriftProcessor>(handler_),
-              make_socket(port),
+    , server_(std::make_shared<::flintrow::FlintrowThriftProcessor>(handler_), make_socket(port),
               std::make_shared<transport::TBufferedTransportFactory>(), make_protocol_factory())
 {
     handler_->attach(flintrow);

@@ -144,6 +144,24 @@ INSTANTIATE_TEST_SUITE_P(
         Moment{"claimed for long",  {1, 270, 270, 99999}, true,  {600}}), testing::Bool()));
 // clang-format on
 
+TEST_F(Address_claim_test, contends_with_the_member_of_a_working_set_that_claims_and_not_with_its_master)
+{
+    claim(10, higher_name);
+    claim(11, lower_name);
+    nodes_.find_by_name(lower_name)->pdu_source = nodes_.find_by_name(higher_name);
+    hold(249);
+    claim(249, lower_name);
+    EXPECT_EQ(told(), (Texts{"lost 249", "changed 128"}));
+}
+
+TEST_F(Address_claim_test, claims_back_its_address_though_the_contender_has_left_it_already)
+{
+    hold(249);
+    queue(claim_text(249, higher_name));
+    receive(claim_text(250, higher_name));
+    EXPECT_EQ(sent(), Texts{claim_text(249, own_name)});
+}
+
 TEST_F(Address_claim_test, ignores_claims_that_are_malformed_its_own_or_for_another_address)
 {
     hold(249);

@@ -12,10 +12,7 @@
 namespace qv::can_bus::ecu {
 namespace {
 
-using test::hex;
-using test::higher_name;
-using test::own_name;
-using test::Texts;
+using namespace test;
 
 class ECU_test : public test::Ecu_test {
 protected:
@@ -70,19 +67,6 @@ TEST_F(ECU_test, sends_nothing_without_an_address_unless_it_must)
     hold(0x81);
     ecu_->send_with_transport(peer_, 6, 0xEF00, nullptr);
     after(10, {});
-}
-
-TEST_F(ECU_test, hears_what_it_sends_and_keeps_what_is_for_itself_off_the_wire)
-{
-    Texts heard;
-    listen(bus_dispatcher_, {frame::message::Received::id}, [&](auto& message) {
-        heard.push_back(test::frame_text(dynamic_cast<frame::message::Received&>(message)));
-    });
-    send(0xEF00, "02");
-    peer_ = nodes_.find_by_name(own_name);
-    send(0xEF00, "01");
-    after(0, {"18EF8081 02"});
-    EXPECT_EQ(heard, (Texts{"18EF8081 02", "18EF8181 01"}));
 }
 
 TEST_F(ECU_test, lets_pass_what_is_for_it_or_for_all)
@@ -145,11 +129,11 @@ TEST_F(ECU_test, reports_acknowledgments_and_keeps_them_for_the_node)
     receive("18E88177 00 05 FF FF 81 CC FE 00"); // from nobody known
     EXPECT_EQ(told(), (Texts{"acknowledgment 0 5 129 65226", "acknowledgment 1 255 128 65227",
                              "acknowledgment 0 5 129 65228"}));
-    EXPECT_EQ(peer_->manager()->trouble_codes().active_supported(), 1U);
-    EXPECT_EQ(peer_->manager()->trouble_codes().previous_active_supported(), 0U);
-    EXPECT_EQ(peer_->manager()->trouble_codes().reset_previous_active_supported(), 3U); // not known
+    const auto& codes = peer_->manager()->trouble_codes();
+    EXPECT_TRUE(codes.active_supported() == 1 && codes.previous_active_supported() == 0);
+    EXPECT_EQ(codes.reset_previous_active_supported(), 3U); // not known
     receive("18E88180 00 05 FF FF 81 CC FE 00");
-    EXPECT_EQ(peer_->manager()->trouble_codes().reset_previous_active_supported(), 1U);
+    EXPECT_EQ(codes.reset_previous_active_supported(), 1U);
 }
 
 TEST_F(ECU_test, sends_the_date_and_a_count_at_the_interval_of_its_debug_timer)
@@ -201,23 +185,20 @@ TEST(Ecu_configuration, fills_itself_and_reads_back_what_it_holds)
     config::Configuration document("unused.xml", false);
     document.root = std::make_unique<config::Object>("configuration");
     config::Object* const node = document.find_object("Flintrow/ecu", true);
-    properties::Properties defaults;
-    defaults.model_name = "Mendrix";
-    defaults.type = "operator_controls";
     const name::Fields fields{1, 151, 0, 0, 129, 0, 1, 0, 1};
-
     EXPECT_EQ(configuration::read_name(document, node, fields), 0x8100810012E00001U);
-    const auto created = configuration::read_properties(document, node, defaults);
-    EXPECT_EQ(created.model_name + created.type + created.brand, "Mendrixoperator_controls-");
-    config::Object* const certification = document.find_object("Flintrow/ecu/diagnostic/certification", false);
-    EXPECT_EQ(document.get_decimal(certification, "reference_number", 9), 65535U);
-    document.set_decimal(document.find_object("laboratory", false, certification), "id", 77);
-    EXPECT_EQ(configuration::read_properties(document, node, defaults).certification_laboratory_id, 77U);
-
     const name::Name stored = name::compose({0x1FFFFF, 2047, 7, 31, 129, 0, 1, 0, 1});
     EXPECT_TRUE(configuration::write_name(document, node, stored, 130));
     EXPECT_EQ(configuration::read_name(document, node, fields), stored);
     EXPECT_EQ(document.get_decimal(node, "source_address_preferred", 249), 130U);
+
+    properties::Properties defaults;
+    defaults.type = "operator_controls";
+    EXPECT_EQ(configuration::read_properties(document, node, defaults).type, "operator_controls");
+    config::Object* const certification = document.find_object("Flintrow/ecu/diagnostic/certification", false);
+    EXPECT_EQ(document.get_decimal(certification, "reference_number", 9), 65535U);
+    document.set_decimal(document.find_object("laboratory", false, certification), "id", 77);
+    EXPECT_EQ(configuration::read_properties(document, node, defaults).certification_laboratory_id, 77U);
 }
 
 } // namespace

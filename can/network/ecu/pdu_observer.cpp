@@ -64,22 +64,23 @@ void PDU_observer::on_acknowledgment(comm::message::Message& message)
     ecu_.report<message::Acknowledgment>(content, pdu.source_node);
 }
 
-/// ISO 11783-5 4.5.3.
+/// ISO 11783-5 4.5.3. The claimant is the holder of the address: `source_node` is its master when it is a member of a
+/// working set.
 void PDU_observer::on_address_claim(comm::message::Message& message)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
-    if (!has_size(pdu, 8) || !pdu.source_node || pdu.source_node->name() == ecu_.name()) {
+    if (!has_size(pdu, 8) || !pdu.address_holder || pdu.address_holder->name() == ecu_.name()) {
         return;
     }
-    contend(*pdu.source_node);
-    compare_functions(*pdu.source_node);
+    contend(pdu.source_address, *pdu.address_holder);
+    compare_functions(*pdu.address_holder);
 }
 
-/// The lower NAME keeps an address that both want.
-void PDU_observer::contend(const node::Node& claimant)
+/// The lower NAME keeps an address that both want. The answer is due also when the claimant has gone on to another
+/// address by now: its claim was heard by all, and they have forgotten whose the address was.
+void PDU_observer::contend(std::uint32_t address, const node::Node& claimant)
 {
-    const std::uint32_t own = ecu_.source_address();
-    if (claimant.source_address != own || own == pdu::null_address || own == pdu::global_address) {
+    if (address != ecu_.source_address() || address == pdu::null_address || address == pdu::global_address) {
         return;
     }
     if (ecu_.name() < claimant.name()) {

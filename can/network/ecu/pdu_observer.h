@@ -20,7 +20,7 @@ public:
 private:
     void on_acknowledgment(comm::message::Message& message);
     void on_address_claim(comm::message::Message& message);
-    void contend(const node::Node& claimant);
+    void contend(std::uint32_t address, const node::Node& claimant);
     void compare_functions(const node::Node& claimant);
 
     ECU& ecu_;

@@ -104,9 +104,15 @@ protected:
     /// "18EA80FE 00 EE 00" comes from the bus.
     void receive(const std::string& text)
     {
+        queue(text);
+        drain();
+    }
+    /// The same, and the next frame comes before anybody looks at this one.
+    void queue(const std::string& text)
+    {
         const auto identifier = static_cast<std::uint32_t>(std::stoul(text.substr(0, 8), nullptr, 16));
         const Byte_array data = hex(text.size() > 9 ? text.substr(9) : "");
-        post(std::make_unique<frame::message::Received>(data.bytes(), identifier));
+        bus_dispatcher_->post(std::make_unique<frame::message::Received>(data.bytes(), identifier));
     }
     void receive_each(const Texts& frames)
     {

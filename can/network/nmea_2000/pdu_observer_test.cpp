@@ -1,14 +1,8 @@
 #include "can/network/nmea_2000/pdu_observer.h"
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "can/network/nmea_2000/message.h"
-#include "can/network/node/node.h"
 #include "can/network/node/test_kit.h"
 #include "can/network/pdu/message_assigned_id.h"
-#include "comm/broker.h"
 
 namespace qv::can_bus::nmea_2000 {
 namespace {
@@ -21,32 +15,29 @@ constexpr name::Name receiver_name = 0xA000170012E00001;
 /// The fields of a message in the order of the wire, those of a list behind the others.
 using Values = std::vector<std::int64_t>;
 
+// clang-format off
 Values values_of(const System_time& m) { return {m.sid, m.source, m.date, m.time}; }
 Values values_of(const Rate_of_turn& m) { return {m.sid, m.rate}; }
 Values values_of(const Attitude& m) { return {m.sid, m.yaw, m.pitch, m.roll}; }
 Values values_of(const Position_rapid_update& m) { return {m.latitude, m.longitude}; }
 Values values_of(const COG_sog_rapid_update& m) { return {m.sid, m.reference, m.course, m.speed}; }
 Values values_of(const Position_delta_high_precision_rapid_update& m)
-{
-    return {m.sid, m.time_delta, m.latitude_delta, m.longitude_delta};
-}
+{ return {m.sid, m.time_delta, m.latitude_delta, m.longitude_delta}; }
 Values values_of(const Altitude_delta_high_precision_rapid_update& m)
-{
-    return {m.sid, m.time_delta, m.quality, m.direction, m.course, m.altitude_delta};
-}
+{ return {m.sid, m.time_delta, m.quality, m.direction, m.course, m.altitude_delta}; }
+Values values_of(const Time_date& m) { return {m.date, m.time, m.local_offset}; }
+Values values_of(const Cross_track_error& m) { return {m.sid, m.mode, m.navigation_terminated, m.error}; }
+Values values_of(const DOPs& m) { return {m.sid, m.desired_mode, m.actual_mode, m.hdop, m.vdop, m.tdop}; }
 Values values_of(const Position_data& m)
 {
-    Values values{m.sid, m.date, m.time, m.latitude, m.longitude, m.altitude, m.type, m.method, m.integrity};
-    values.insert(values.end(),
-                  {m.number_of_satellites, m.hdop, m.pdop, m.geoidal_separation, m.number_of_reference_stations});
+    Values values{m.sid, m.date, m.time, m.latitude, m.longitude, m.altitude, m.type, m.method, m.integrity,
+                  m.number_of_satellites, m.hdop, m.pdop, m.geoidal_separation, m.number_of_reference_stations};
     for (const auto& station : m.reference_stations) {
         values.insert(values.end(), {station.type, station.id, station.age});
     }
     return values;
 }
-Values values_of(const Time_date& m) { return {m.date, m.time, m.local_offset}; }
-Values values_of(const Cross_track_error& m) { return {m.sid, m.mode, m.navigation_terminated, m.error}; }
-Values values_of(const DOPs& m) { return {m.sid, m.desired_mode, m.actual_mode, m.hdop, m.vdop, m.tdop}; }
+// clang-format on
 Values values_of(const Satellites_in_view& m)
 {
     Values values{m.sid, m.mode, m.number_of_satellites};
@@ -63,15 +54,8 @@ Values values_of(const AIS_dgnss_broadcast_binary& m)
     return values;
 }
 
-struct Row {
-    std::uint32_t pgn;
-    const char* bytes;
-    comm::message::Id id;
-    Values values;
-};
-
 // clang-format off
-const std::vector<Row> rows{
+const struct { std::uint32_t pgn; const char* bytes; comm::message::Id id; Values values; } rows[] = {
     {126992, "11 F5 22 33 44 55 66 77", 0x4002A, {17, 5, 13090, 2003195204}},
     {127251, "11 FF FF FF FF 00 00 00", 0x40028, {17, -1}},
     {127251, "11 00 00 00 80 FF FF FF", 0x40028, {17, -2147483648LL}},
@@ -105,21 +89,20 @@ const std::vector<Row> rows{
 // clang-format on
 
 /// The observer between two dispatchers, and one receiver on the bus.
-class Nmea_2000_test : public test::Network_test, public node::Bus_port {
+class Nmea_2000_test : public test::Node_bus_test {
 protected:
-    void SetUp() override
+    using Told = std::vector<std::pair<comm::message::Id, Values>>;
+
+    Nmea_2000_test()
     {
-        bus_dispatcher_ = comm::create_dispatcher("bus", false);
-        pdu_dispatcher_ = comm::create_dispatcher("pdu", false);
-        ears_.add(comm::observer::make_broker<pdu::Message_assigned_id>(this, &Nmea_2000_test::on_pdu_message,
-                                                                        bus_dispatcher_->id()));
         ears_.add(std::make_shared<PDU_observer>(pdu_dispatcher_->id(), bus_dispatcher_->id()));
-        receiver_ = node::Node::create(receiver_name, *this);
+        listen(bus_dispatcher_, {pdu::Message_assigned_id::id}, [this](auto& message) {
+            pdu_dispatcher_->notify(*dynamic_cast<pdu::Message_assigned_id&>(message).pdu);
+        });
         hear<System_time, Rate_of_turn, Attitude, Position_rapid_update, COG_sog_rapid_update,
              Position_delta_high_precision_rapid_update, Altitude_delta_high_precision_rapid_update, Position_data,
              Time_date, Cross_track_error, DOPs, Satellites_in_view, AIS_dgnss_broadcast_binary>();
     }
-    void TearDown() override { ears_.clear(); }
     template <class... Positions> void hear()
     {
         (listen(bus_dispatcher_, {Positions::id},
@@ -130,96 +113,56 @@ protected:
                 }),
          ...);
     }
-
-    using Told = std::vector<std::pair<comm::message::Id, Values>>;
-
     /// What comes of a PDU at once.
     Told send(std::uint32_t pgn, std::span<const std::uint8_t> bytes, bool known = true)
     {
         pdu::PDU pdu(pdu::identifier(3, pgn, 255, 0x1C), Byte_array(bytes));
         pdu.source_node = known ? receiver_ : nullptr;
         pdu_dispatcher_->notify(pdu);
-        return told_after(0);
-    }
-    Told send(std::uint32_t pgn, const std::string& bytes) { return send(pgn, hex(bytes).bytes()); }
-    Told told_after(std::uint32_t milliseconds)
-    {
-        milliseconds == 0 ? drain() : pass(milliseconds);
+        drain();
         return std::exchange(told_, {});
     }
 
-    comm::Dispatcher_id dispatcher_id() const override { return bus_dispatcher_->id(); }
-    bool detail_manager_enabled() const override { return false; }
-    bool can_request() const override { return false; }
-    void request(std::uint32_t, const std::shared_ptr<node::Node>&) override {}
-
-    std::shared_ptr<node::Node> receiver_;
-
-private:
-    void on_pdu_message(comm::message::Message& message)
-    {
-        pdu_dispatcher_->notify(*dynamic_cast<pdu::Message_assigned_id&>(message).pdu);
-    }
-
-    std::shared_ptr<comm::Dispatcher> pdu_dispatcher_;
+    std::shared_ptr<comm::Dispatcher> pdu_dispatcher_ = comm::create_dispatcher("pdu", false);
+    std::shared_ptr<node::Node> receiver_ = node::Node::create(receiver_name, *this);
     Told told_;
 };
 
-TEST_F(Nmea_2000_test, tells_the_fields_of_each_group_of_a_known_sender)
-{
-    for (const auto& row : rows) {
-        EXPECT_EQ(send(row.pgn, row.bytes), (Told{{row.id, row.values}})) << row.pgn;
-        EXPECT_EQ(send(row.pgn, hex(row.bytes).bytes(), false), Told{}) << row.pgn;
-    }
-}
-
-TEST_F(Nmea_2000_test, drops_each_message_that_is_cut_and_a_frame_that_is_too_long)
+TEST_F(Nmea_2000_test, tells_the_fields_of_each_whole_message_of_a_known_sender)
 {
     for (const auto& row : rows) {
         const Byte_array whole = hex(row.bytes);
+        EXPECT_EQ(send(row.pgn, whole.bytes()), (Told{{row.id, row.values}})) << row.pgn;
+        EXPECT_EQ(send(row.pgn, whole.bytes(), false), Told{}) << row.pgn;
         for (std::uint32_t length = 0; length < whole.size(); ++length) {
             EXPECT_EQ(send(row.pgn, whole.bytes().first(length)), Told{}) << row.pgn << " cut at " << length;
         }
         const bool is_frame = whole.size() == 8;
-        EXPECT_EQ(send(row.pgn, std::string(row.bytes).append(" 00")).size(), is_frame ? 0U : 1U) << row.pgn;
+        EXPECT_EQ(send(row.pgn, hex(std::string(row.bytes) + " 00").bytes()).size(), is_frame ? 0U : 1U)
+            << row.pgn;
     }
-    EXPECT_EQ(told_after(200), Told{}); // what is left of the fast packets
+    pass(200);
+    EXPECT_EQ(told_, Told{}); // what is left of the fast packets
 }
 
-TEST_F(Nmea_2000_test, reads_a_list_of_every_count_only_when_all_of_it_is_there)
+TEST_F(Nmea_2000_test, reads_a_list_of_as_many_as_the_count_tells_only_when_all_of_it_is_there)
 {
-    struct List {
-        std::uint32_t pgn;
-        std::size_t fields_size;
-        std::size_t count_at;
-        std::size_t element_size;
-        std::size_t fields; ///< besides those of the list
-        std::size_t element_fields;
-    };
-    for (const List& list :
-         {List{129029, 43, 42, 4, 14, 3}, {129540, 3, 2, 12, 3, 6}, {129792, 17, 15, 1, 7, 1}}) {
-        const bool in_bits = list.pgn == 129792;
-        for (std::size_t count = 0; count < (in_bits ? 65536 : 256); count += count < 260 ? 1 : 65275) {
-            const std::size_t elements = in_bits ? (count + 7) / 8 : count > 252 ? 0 : count;
-            std::vector<std::uint8_t> bytes(list.fields_size + elements * list.element_size);
-            bytes[list.count_at] = static_cast<std::uint8_t>(count);
-            if (in_bits) {
-                bytes[list.count_at + 1] = static_cast<std::uint8_t>(count >> 8);
-            }
-            const Told told = send(list.pgn, bytes);
-            ASSERT_EQ(told.size(), 1U) << list.pgn << " with " << count;
-            EXPECT_EQ(told[0].second.size(), list.fields + elements * list.element_fields) << count;
-            EXPECT_EQ(send(list.pgn, std::span(bytes).first(bytes.size() - 1)), Told{}) << count;
-        }
+    // clang-format off
+    const struct { std::uint32_t pgn; std::size_t count_at, count, size, values; } lists[] = {
+        {129029, 42, 0, 43, 14}, {129029, 42, 252, 43 + 252 * 4, 14 + 252 * 3},
+        {129029, 42, 253, 43, 14}, {129029, 42, 255, 43, 14}, // reserved and not available
+        {129540, 2, 0, 3, 3}, {129540, 2, 252, 3 + 252 * 12, 3 + 252 * 6},
+        {129540, 2, 253, 3, 3}, {129540, 2, 255, 3, 3},
+        {129792, 15, 0, 17, 7}, {129792, 15, 1, 18, 8}, {129792, 15, 8, 18, 8}, {129792, 15, 9, 19, 9}, // bits
+        {129792, 15, 65535, 17 + 8192, 7 + 8192}};
+    // clang-format on
+    for (const auto& [pgn, count_at, count, size, values] : lists) {
+        std::vector<std::uint8_t> bytes(size);
+        std::fill_n(&bytes[count_at], count > 255 ? 2 : 1, static_cast<std::uint8_t>(count));
+        const Told told = send(pgn, bytes);
+        EXPECT_TRUE(told.size() == 1 && told[0].second.size() == values) << pgn << " with " << count;
+        EXPECT_EQ(send(pgn, std::span(bytes).first(size - 1)), Told{}) << pgn << " with " << count;
     }
-}
-
-TEST_F(Nmea_2000_test, takes_a_whole_message_of_8_bytes_for_a_frame)
-{
-    EXPECT_EQ(send(129540, "00 08 20 03 11 FD 00 FF"), Told{}); // its 8 bytes are the first frame of sequence 1
-    EXPECT_EQ(send(129540, "01 FF FF FF FF FF FF FF"), Told{});
-    EXPECT_EQ(told_after(1), Told{});
-    EXPECT_EQ(told_after(1), (Told{{Satellites_in_view::id, {17, 1, 0}}}));
 }
 
 } // namespace

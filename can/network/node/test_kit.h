@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include "can/network/node/node.h"
 #include "comm/master.h"
 #include "comm/observer.h"
 #include "comm/time_message.h"
@@ -98,6 +99,18 @@ protected:
 
     std::shared_ptr<comm::Dispatcher> bus_dispatcher_;
     comm::observer::Observer_list ears_;
+};
+
+/// A bus for nodes, which asks them nothing.
+class Node_bus_test : public Network_test, public node::Bus_port {
+protected:
+    Node_bus_test() { bus_dispatcher_ = comm::create_dispatcher("bus", false); }
+    ~Node_bus_test() override { ears_.clear(); }
+
+    comm::Dispatcher_id dispatcher_id() const override { return bus_dispatcher_->id(); }
+    bool detail_manager_enabled() const override { return false; }
+    bool can_request() const override { return false; }
+    void request(std::uint32_t /*pgn*/, const std::shared_ptr<node::Node>& /*node*/) override {}
 };
 
 } // namespace qv::can_bus::test

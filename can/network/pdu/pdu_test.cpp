@@ -30,17 +30,6 @@ TEST(Pdu_test, splits_an_identifier_into_group_and_addresses_and_joins_them_agai
     }
 }
 
-TEST(Pdu_test, a_copy_has_bytes_of_its_own_and_goes_to_the_subscribers_of_its_own_group)
-{
-    PDU pdu(0x18FEDA80, Byte_array{1, 2, 3, 4, 5, 6, 7, 8, 9});
-    const auto copy = pdu.clone();
-    auto& copied = dynamic_cast<PDU&>(*copy);
-    copied.pgn = 0xFECA;
-    pdu.data.begin()[0] = 0xFF;
-    EXPECT_EQ(copy->get_assigned_id(), 0xFECAU);
-    EXPECT_EQ(copied.data, (Byte_array{1, 2, 3, 4, 5, 6, 7, 8, 9}));
-}
-
 TEST(Pdu_test, its_text_shows_a_destination_only_for_a_pdu1)
 {
     EXPECT_EQ(text(PDU(0x18EA2380, Byte_array{0x00, 0xEE, 0x00})), "0ea00  80->23  3 00 ee 00  .\xEE.");

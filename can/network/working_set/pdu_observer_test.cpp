@@ -1,57 +1,55 @@
 #include "can/network/working_set/pdu_observer.h"
 
 #include <sstream>
-#include <string>
 
-#include "can/network/node/node.h"
 #include "can/network/node/test_kit.h"
 #include "can/network/node/working_set_handler.h"
-#include "can/network/pdu/pdu.h"
 
 namespace qv::can_bus::working_set {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+struct Story {
+    const char* name;
+    const char* script;
+    const char* faces; ///< whom the PDUs of each name as their source in the end
+};
 
 /// The control functions a to d on a bus. A letter is also its owner's NAME.
-///
-/// A script has these steps, with blanks between them: "a=3" a is the master of 3; "a+b" it announces b, which
-/// may be any letter; "*e" e joins the bus.
-class Working_set_test : public test::Network_test, public node::Bus_port {
+class Working_set_test : public test::Node_bus_test, public testing::WithParamInterface<Story> {
 protected:
-    void SetUp() override
+    Working_set_test()
     {
-        bus_dispatcher_ = comm::create_dispatcher("bus", false);
         ears_.add(std::make_shared<PDU_observer>(bus_dispatcher_->id(), table_));
         play("*a *b *c *d");
     }
-    void TearDown() override { ears_.clear(); }
-
+    /// A script has these steps, with blanks between them: "a=3" a is the master of 3; "a+b" it announces b, which
+    /// may be any letter; "a+b#7" it does so in 7 bytes; "*e" e joins the bus.
     void play(const std::string& script)
     {
         std::istringstream steps(script);
         for (std::string step; steps >> step;) {
+            const std::size_t mark = step.find('#');
+            const std::size_t size = mark == std::string::npos ? 8 : std::stoul(step.substr(mark + 1));
             if (step[0] == '*') {
                 table_.append(node::Node::create(static_cast<name::Name>(step[1]), *this));
             } else if (step[1] == '=') {
-                announce(step[0], static_cast<std::uint8_t>(std::stoul(step.substr(2))));
+                send(step[0], pdu::pgn::working_set_master, std::stoul(step.substr(2)), size);
             } else {
-                add(step[0], step[2]);
+                send(step[0], pdu::pgn::working_set_member, static_cast<name::Name>(step[2]), size);
             }
         }
     }
-    void announce(char master, std::uint8_t count, std::size_t size = 8)
+    /// As frame dispatch would hand it on.
+    void send(char sender, std::uint32_t pgn, name::Name content, std::size_t size = 8)
     {
-        Bytes bytes(size, count);
-        send(master, pdu::pgn::working_set_master, bytes);
-    }
-    void add(char master, int member, std::size_t size = 8)
-    {
-        Bytes bytes{static_cast<std::uint8_t>(member), static_cast<std::uint8_t>(member >> 8)};
+        std::vector<std::uint8_t> bytes{static_cast<std::uint8_t>(content),
+                                        static_cast<std::uint8_t>(content >> 8)};
         bytes.resize(size);
-        send(master, pdu::pgn::working_set_member, bytes);
+        pdu::PDU pdu(pdu::identifier(6, pgn, 255, 0x80), Byte_array(bytes));
+        pdu.address_holder = table_.find_by_name(static_cast<name::Name>(sender));
+        pdu.source_node = pdu.address_holder ? pdu.address_holder->pdu_source.lock() : nullptr;
+        bus_dispatcher_->notify(pdu);
     }
-    /// Whom the PDUs of each name as their source.
     std::string faces() const
     {
         std::string text;
@@ -61,40 +59,17 @@ protected:
         return text;
     }
 
-    comm::Dispatcher_id dispatcher_id() const override { return bus_dispatcher_->id(); }
-    bool detail_manager_enabled() const override { return false; }
-    bool can_request() const override { return false; }
-    void request(std::uint32_t, const std::shared_ptr<node::Node>&) override {}
-
     node::Table table_;
-
-private:
-    /// As frame dispatch would hand it on.
-    void send(char sender, std::uint32_t pgn, const Bytes& bytes)
-    {
-        pdu::PDU pdu(pdu::identifier(6, pgn, 255, 0x80), Byte_array(bytes));
-        pdu.address_holder = table_.find_by_name(static_cast<name::Name>(sender));
-        pdu.source_node = pdu.address_holder ? pdu.address_holder->pdu_source.lock() : nullptr;
-        bus_dispatcher_->notify(pdu);
-    }
 };
 
-struct Story {
-    const char* name;
-    const char* script;
-    const char* faces;
-};
-
-class Working_set_story : public Working_set_test, public testing::WithParamInterface<Story> {};
-
-TEST_P(Working_set_story, ends_with_these_faces)
+TEST_P(Working_set_test, ends_with_these_faces)
 {
     play(GetParam().script);
     EXPECT_EQ(faces(), GetParam().faces);
 }
 
 // clang-format off
-INSTANTIATE_TEST_SUITE_P(Announcement, Working_set_story, testing::Values(
+INSTANTIATE_TEST_SUITE_P(Announcement, Working_set_test, testing::Values(
     Story{"is_complete",                         "a=3 a+b a+c",                 "aaad"},
     Story{"the_same_member_counts_once",         "a=3 a+b a+b a+b",             "abcd"},
     Story{"of_the_master_alone_or_of_nobody",    "a=1 a+b b=0 b+c",             "abcd"},
@@ -105,6 +80,8 @@ INSTANTIATE_TEST_SUITE_P(Announcement, Working_set_story, testing::Values(
     Story{"of_itself_counts",                    "a=3 a+a a+b",                 "aacd"},
     Story{"of_each_other",                       "a=2 b=2 a+b b+a",             "abcd"},
     Story{"of_a_stranger_counts",                "a=3 a+x a+b",                 "aacd"},
+    Story{"by_a_stranger_does_not_count",        "x=2 x+b",                     "abcd"},
+    Story{"of_another_length_does_not_count",    "a=2 a=3#0 a=3#7 a=3#9 a+c#0 a+c#2 a+c#7 a+c#9 a+b", "aacd"},
     Story{"two_masters_and_the_last_wins",       "a=2 b=3 b+c a+d b+d",         "abbb"},
     Story{"two_masters_and_the_first_wins_back", "a=2 a+d b=2 b+d a=2 a+d",     "abca"},
     Story{"the_late_one_gets_it_the_next_time",  "a=3 a+b a+e *e a=2 a+e",      "aacda"},
@@ -113,32 +90,12 @@ INSTANTIATE_TEST_SUITE_P(Announcement, Working_set_story, testing::Values(
     [](const auto& row) { return row.param.name; });
 // clang-format on
 
-TEST_F(Working_set_test, heeds_only_messages_of_8_bytes_from_known_senders)
-{
-    announce('a', 2);
-    for (std::size_t size = 0; size < 16; ++size) {
-        announce('x', 2, size);
-        add('x', 'b', size);
-        if (size != 8) {
-            announce('a', 3, size);
-            add('a', 'b', size);
-        }
-    }
-    EXPECT_EQ(faces(), "abcd");
-    play("a+b");
-    EXPECT_EQ(faces(), "aacd");
-}
-
 TEST_F(Working_set_test, takes_as_many_members_as_a_count_can_tell_and_forgets_the_flood_behind_them)
 {
-    announce('a', 255);
-    for (int member = 1000; member < 3000; ++member) {
-        if (member == 1253) {
-            EXPECT_EQ(faces(), "abcd");
-            play("a+b");
-            EXPECT_EQ(faces(), "aacd");
-        }
-        add('a', member);
+    play("a=255");
+    for (name::Name member = 1000; member < 3000; ++member) {
+        send('a', pdu::pgn::working_set_member, member == 1253 ? 'b' : member);
+        EXPECT_EQ(faces(), member < 1253 ? "abcd" : "aacd");
     }
     EXPECT_LE(table_.find_by_name('a')->working_set_handler()->members().size(), 255U);
 }

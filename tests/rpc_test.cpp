@@ -1,0 +1,614 @@
+// The control interface as its callers meet it: whole sessions of the running service over its port, over the bus
+// and over a wireless node, and callers that mean no good.
+
+#include <algorithm>
+#include <atomic>
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <thread>
+
+#include <FlintrowThrift.h>
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <thrift/TOutput.h>
+#include <thrift/protocol/TBinaryProtocol.h>
+#include <thrift/transport/TBufferTransports.h>
+#include <thrift/transport/TSocket.h>
+#include <unistd.h>
+
+#include "bench/harness/bench.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace apache::thrift;
+using namespace flintrow;
+using harness::Process;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Clock = std::chrono::steady_clock;
+using Words = std::vector<std::string>;
+using States = std::vector<eStates::type>;
+
+constexpr std::int64_t nobody = 1; ///< a NAME that no ECU has
+
+std::unique_ptr<FlintrowThriftClient> connect_to(std::uint16_t port)
+{
+    auto socket = std::make_shared<transport::TSocket>("127.0.0.1", port);
+    socket->setRecvTimeout(20000);
+    const auto buffered = std::make_shared<transport::TBufferedTransport>(socket);
+    buffered->open();
+    return std::make_unique<FlintrowThriftClient>(std::make_shared<protocol::TBinaryProtocol>(buffered));
+}
+
+/// A connection that speaks bytes.
+class Raw_connection {
+public:
+    explicit Raw_connection(std::uint16_t port)
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~Raw_connection() { ::close(socket_); }
+    Raw_connection(const Raw_connection&) = delete;
+    Raw_connection& operator=(const Raw_connection&) = delete;
+
+    void send(const std::string& bytes) const { (void)::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    /// Sends again and again until nothing more goes out for a second.
+    void send_until_full(const std::string& bytes) const
+    {
+        pollfd polled{socket_, POLLOUT, 0};
+        while (::poll(&polled, 1, 1000) > 0 && (polled.revents & (POLLERR | POLLHUP)) == 0) {
+            (void)::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        }
+    }
+    /// Whether the service ends it within this time.
+    bool is_ended(std::chrono::milliseconds limit) const
+    {
+        pollfd polled{socket_, POLLIN, 0};
+        char bytes[4096];
+        while (::poll(&polled, 1, static_cast<int>(limit.count())) > 0) {
+            if (::recv(socket_, bytes, sizeof bytes, 0) <= 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+    /// Goes away at once and without a farewell.
+    void break_off() const
+    {
+        const linger at_once{1, 0};
+        ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    }
+
+private:
+    const int socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+};
+
+class Rpc : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        GlobalOutput.setOutputFunction([](const char*) {});
+        ::setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 0);
+        bench.start_router();
+    }
+
+    void start_service()
+    {
+        service = bench.start_service({"-q"});
+        port = service->listens().value();
+        api = connect_to(port);
+    }
+    /// Puts an update file into the folder that is scanned; its path there.
+    std::string offer(const std::string& file) const
+    {
+        std::filesystem::create_directory(updates());
+        const auto place = updates() / std::filesystem::path(file).filename();
+        std::filesystem::rename(file, place);
+        return place;
+    }
+    std::filesystem::path updates() const { return bench.path("updates"); }
+
+    /// The first ECU, as soon as the service knows that this version is on offer for it.
+    ecuInfo ecu_with(const std::string& update)
+    {
+        std::vector<ecuInfo> list;
+        for (const auto end = Clock::now() + 20s; Clock::now() < end; std::this_thread::sleep_for(20ms)) {
+            service->output(); // its pipe does not fill
+            list.clear();
+            api->GetECUList(list);
+            if (!list.empty() && list[0].sUpdateVersion == update) {
+                return list[0];
+            }
+        }
+        ADD_FAILURE() << "no ECU with update '" << update << "': " << service->output();
+        return {};
+    }
+
+    stInfo status()
+    {
+        stInfo info;
+        api->GetStatus(info);
+        return info;
+    }
+
+    /// Watches the session to its end and calls `visit` with each report of it. The states in their order.
+    States follow(const std::function<void(const stInfo&)>& visit = {})
+    {
+        States seen;
+        for (const auto end = Clock::now() + 120s; Clock::now() < end; std::this_thread::sleep_for(5ms)) {
+            service->output();
+            const auto info = status();
+            if (seen.empty() || seen.back() != info.state) {
+                seen.push_back(info.state);
+            }
+            if (info.state == eStates::BL_FAILURE || info.state == eStates::BL_COMPLETE_ACK) {
+                return seen;
+            }
+            if (visit) {
+                visit(info);
+            }
+        }
+        ADD_FAILURE() << "the session does not end: " << service->output();
+        return seen;
+    }
+
+    /// Runs the client of the command line; its exit status.
+    int ctl(const Words& arguments)
+    {
+        Words words{FLINTROW_BIN_DIR "/flintrowctl", "--port", std::to_string(port)};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return run(words);
+    }
+    /// Runs a client to its end; its exit status.
+    int run(const Words& words)
+    {
+        Process process(words);
+        std::optional<int> result;
+        for (const auto end = Clock::now() + 100s; !result && Clock::now() < end;) {
+            result = process.ends(100ms);
+            service->output(); // its pipe does not fill
+        }
+        said = process.output();
+        return result.value_or(-1000);
+    }
+
+    harness::Bench bench;
+    std::unique_ptr<Process> ecu, node, service;
+    std::uint16_t port = 0;
+    std::unique_ptr<FlintrowThriftClient> api;
+    std::string said; ///< by the client that ran last
+};
+
+TEST_F(Rpc, the_command_line_client_takes_an_ecu_from_one_version_to_the_next)
+{
+    offer(bench.make_update(5000));
+    ecu = bench.start_ecu({"--version", "1.0.0"});
+    start_service();
+    EXPECT_EQ(ctl({"scan", updates()}), 0) << said;
+    ecu_with("2.0.0");
+    EXPECT_EQ(ctl({"list"}), 0);
+    EXPECT_THAT(said, testing::ContainsRegex("\n0x80 +a0088400ffe00001 +[^ ]+ +1.0.0 +2.0.0\n"));
+    EXPECT_EQ(ctl({"update", "0x80", "--follow"}), 0) << said << service->output();
+    EXPECT_THAT(said, HasSubstr("The update is complete."));
+    EXPECT_TRUE(bench.flash() == bench.program());
+    EXPECT_EQ(ctl({"acknowledge"}), 11) << "done by update --follow";
+    EXPECT_EQ(ctl({"show", "0x80"}), 0);
+    EXPECT_THAT(said, HasSubstr("installed         2.0.0\n"));
+    EXPECT_EQ(ctl({"shutdown"}), 0) << said;
+    EXPECT_EQ(service->ends(5s), 0) << service->output();
+}
+
+TEST_F(Rpc, tells_why_an_update_does_not_start)
+{
+    const auto update = offer(bench.make_update(3000));
+    ecu = bench.start_ecu();
+    start_service();
+    const auto name = ecu_with("").CANName;
+    EXPECT_EQ(api->UpdateECU(nobody), -3);
+    EXPECT_EQ(api->UpdateECUVersion(nobody, "2.0.0"), -3);
+    EXPECT_EQ(api->UpdateECU(name), -2);
+    EXPECT_TRUE(service->says("No hex file found for selection\r\n"));
+    EXPECT_EQ(api->ScanDirectory(updates() / "none"), 0);
+    EXPECT_TRUE(service->says("Unable to open directory " + (updates() / "none").string() + "\r\n"));
+    EXPECT_EQ(api->ScanDirectory(updates()), 0);
+    EXPECT_EQ(ecu_with("2.0.0").stUpdateVersions, Words{"2.0.0"});
+    EXPECT_EQ(api->UpdateECUVersion(name, "2.0"), -2);
+    EXPECT_TRUE(service->says("No update of version [2.0] found\n"));
+    harness::write_file(update, ":0100000000FE\n");
+    EXPECT_EQ(api->UpdateECU(name), -2);
+    EXPECT_TRUE(service->says("Error Parsing Bootload File\r\n"));
+    EXPECT_EQ(api->UpdateComplete(), -1);
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+
+    EXPECT_EQ(api->ClearECUList(), 0);
+    EXPECT_EQ(api->UpdateECU(name), -3);
+    EXPECT_EQ(ecu_with("2.0.0").CANName, name) << "it was asked to claim again";
+}
+
+TEST_F(Rpc, refuses_in_each_state_of_a_session_what_would_disturb_it)
+{
+    offer(bench.make_update(3000));
+    ecu = bench.start_ecu({"--delay-ms", "150"});
+    start_service();
+    EXPECT_EQ(api->ScanDirectory(updates()), 0);
+    const auto name = ecu_with("2.0.0").CANName;
+    const auto refuses = [&](const stInfo& info) {
+        EXPECT_EQ(api->UpdateECU(name), -1) << info.state;
+        EXPECT_EQ(api->UpdateECU(nobody), -1) << info.state;
+        EXPECT_EQ(api->UpdateECUVersion(name, "2.0.0"), -1) << info.state;
+        EXPECT_EQ(api->ScanDirectory(updates()), -1) << info.state;
+        EXPECT_EQ(api->ClearECUList(), -1) << info.state;
+        EXPECT_EQ(api->Shutdown(), -1) << info.state;
+        EXPECT_TRUE(info.__isset.progress && info.progress >= 0 && info.progress <= 100) << info.progress;
+        EXPECT_EQ(info.__isset.error, info.state == eStates::BL_COMPLETE || info.state == eStates::BL_FAILURE);
+        EXPECT_FALSE(info.__isset.message);
+    };
+    EXPECT_EQ(api->UpdateECU(name), 0);
+    const auto states = follow([&](const stInfo& info) {
+        refuses(info);
+        if (info.state != eStates::BL_COMPLETE) { // the next state could be there by now
+            EXPECT_EQ(api->UpdateComplete(), -1) << info.state;
+        }
+        Words folders;
+        api->ListDirectories(folders);
+        EXPECT_EQ(folders.back(), updates());
+        ecuID id;
+        api->GetECUID(id, name);
+        EXPECT_EQ(id.PN, "A1000");
+    });
+    EXPECT_THAT(states, ElementsAre(eStates::BL_START, eStates::BL_BOOTLOADER_PENDING, eStates::BL_BOOTLOADER,
+                                    eStates::BL_ERASING, eStates::BL_PROGRAMMING, eStates::BL_READ_CHECKSUM,
+                                    eStates::BL_RESTART, eStates::BL_RESTART_PENDING, eStates::BL_COMPLETE,
+                                    eStates::BL_COMPLETE_ACK));
+    refuses(status());
+    EXPECT_TRUE(bench.flash() == bench.program());
+    EXPECT_EQ(api->UpdateComplete(), 0);
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+    EXPECT_EQ(api->UpdateComplete(), -1);
+    EXPECT_EQ(ecu_with("2.0.0").sCurrentVersion, "2.0.0");
+}
+
+TEST_F(Rpc, keeps_a_failure_until_it_is_acknowledged)
+{
+    offer(bench.make_update(3000));
+    ecu = bench.start_ecu({"--checksum-length", "5"});
+    start_service();
+    EXPECT_EQ(ctl({"scan", updates()}), 0);
+    ecu_with("2.0.0");
+    EXPECT_EQ(ctl({"update", "0x80"}), 0) << said;
+    EXPECT_EQ(ctl({"follow"}), 10) << said;
+    EXPECT_THAT(said, HasSubstr("the update failed, code 2: "));
+    EXPECT_EQ(status().error, 2);
+    EXPECT_EQ(ctl({"update", "0x80"}), 6);
+    EXPECT_EQ(ctl({"shutdown"}), 6);
+    EXPECT_EQ(ctl({"acknowledge"}), 0);
+    EXPECT_EQ(ctl({"update", "0x80"}), 0) << said;
+}
+
+TEST_F(Rpc, a_caller_loses_the_service_when_the_ecu_refuses_a_step)
+{
+    offer(bench.make_update(3000));
+    ecu = bench.start_ecu({"--refuse", "erase"});
+    start_service();
+    EXPECT_EQ(ctl({"scan", updates()}), 0);
+    ecu_with("2.0.0");
+    EXPECT_EQ(ctl({"update", "0x80", "--follow"}), 5) << said;
+    EXPECT_EQ(service->ends(), 0) << service->output();
+}
+
+TEST_F(Rpc, a_python_client_drives_a_session)
+{
+    offer(bench.make_update(3000));
+    ecu =
+        bench.start_ecu({"--version", "1.0.0", "--serial", "4711", "--location", "Gr\xFCn", "--type", "Sprayer"});
+    start_service();
+    EXPECT_EQ(run({"/usr/bin/python3", RPC_CLIENT, RPC_MODULES, std::to_string(port), updates()}), 0) << said;
+    EXPECT_TRUE(bench.flash() == bench.program());
+    EXPECT_EQ(service->ends(5s), 0) << service->output();
+}
+
+/// How a node behaves, and what the caller is told.
+struct Mood {
+    const char* name;
+    Words node;
+    int error = 0;          ///< of the failed session; 0: it succeeds
+    const char* words = ""; ///< that the service prints
+    std::size_t size = 100'000;
+    std::string resolve = {}; ///< where the node's name leads to, when not to the node
+    bool deleted = false;     ///< the package, after the scan
+    std::string host = "node-1.local";
+    int uploaded = 0; ///< percent that the caller sees at least while the package is on its way
+};
+
+std::ostream& operator<<(std::ostream& out, const Mood& mood) { return out << mood.name; }
+
+class Wireless_session : public Rpc, public testing::WithParamInterface<Mood> {
+protected:
+    void start_node(const Mood& mood)
+    {
+        Words options{"--install-polls", "2"};
+        options.insert(options.end(), mood.node.begin(), mood.node.end());
+        node = bench.start_node(options, mood.host);
+        if (!mood.resolve.empty()) {
+            ::setenv("FLINTROW_RESOLVE", (mood.host + ":80:" + mood.resolve).c_str(), 1);
+        }
+    }
+};
+
+TEST_P(Wireless_session, ends_as_the_node_would_have_it)
+{
+    const auto& mood = GetParam();
+    const auto package = offer(bench.make_package(mood.size));
+    const auto sent = harness::read_file(package);
+    start_node(mood);
+    start_service();
+    EXPECT_EQ(api->ScanDirectory(updates()), 0);
+    const auto name = ecu_with("3.0.0").CANName;
+    EXPECT_TRUE(mood.host != "node-1.local" || service->says("(hn node-1)"));
+    EXPECT_EQ(api->UpdateECU(name), -2) << "a package alone does not count there";
+    if (mood.deleted) {
+        std::filesystem::remove(package);
+    }
+    EXPECT_EQ(api->UpdateECUVersion(name, "3.0.0"), 0);
+    int uploaded = 0;
+    const auto states = follow([&](const stInfo& info) {
+        uploaded = info.state == eStates::BL_TRANSFERRING ? std::max(uploaded, info.progress) : uploaded;
+    });
+    EXPECT_THAT(service->output(), HasSubstr(mood.words));
+    EXPECT_TRUE(uploaded >= mood.uploaded && uploaded <= 100) << uploaded;
+    if (mood.error != 0) {
+        EXPECT_EQ(states.back(), eStates::BL_FAILURE);
+        EXPECT_EQ(status().error, mood.error) << service->output();
+    } else {
+        EXPECT_THAT(states, ElementsAre(eStates::BL_START, eStates::BL_BOOTLOADER, eStates::BL_TRANSFERRING,
+                                        eStates::BL_PROGRAMMING, eStates::BL_RESTART, eStates::BL_RESTART_PENDING,
+                                        eStates::BL_COMPLETE, eStates::BL_COMPLETE_ACK))
+            << service->output();
+        EXPECT_TRUE(harness::read_file(bench.path("received.zip")) == sent);
+        EXPECT_EQ(ecu_with("3.0.0").sCurrentVersion, "3.0.0");
+    }
+    EXPECT_EQ(api->UpdateComplete(), 0);
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+}
+
+const std::string no_host = std::string(64, 'a') + ".local:80";
+constexpr std::size_t more_than_sockets_hold = 32'000'000; // bytes
+
+INSTANTIATE_TEST_SUITE_P(
+    moods, Wireless_session,
+    testing::Values(
+        Mood{"plain", {}},
+        Mood{"slow", {"--read-rate", "1500000"}, 0, "Upload progress: ", 6'000'000, "", false, "node-1.local", 20},
+        Mood{"without_a_report", {"--report-ms", "0", "--serial", "4711"}, 0, "", 1000, "", false, "PH4711.local"},
+        Mood{"no_json_for_a_while",
+             {"--status", "text:busy", "--status", "500", "--status", "close", "--status", "usual"},
+             0,
+             "Error parsing json payload"},
+        Mood{"redirect_of_the_status", {"--status", "redirect", "--status", "usual"}},
+        Mood{"complete_instead_of_rebooting", {"--final-state", "complete", "--status", "markup"}},
+        Mood{"slow_restart", {"--reboot-ms", "20000"}},
+        Mood{"wrong_password", {"--password", "other"}, 34, "HTTP Response code: 401 \r\n"},
+        Mood{"upload_500", {"--upload", "500"}, 34, "HTTP Response code: 500 \r\n"},
+        Mood{"upload_redirect", {"--upload", "redirect"}, 34, "HTTP Response code: 302 \r\n"},
+        Mood{"stops_reading", {"--stop-reading", "1000"}, 34, "aborting", more_than_sockets_hold},
+        Mood{"breaks_off", {"--break-off", "50000"}, 30, "curl_easy_perform() failed: (5", more_than_sockets_hold},
+        Mood{"nobody_listens", {}, 30, "curl_easy_perform() failed: (7) ", 1000, "127.0.0.1:1"},
+        Mood{"unknown_host", {}, 36, "curl_easy_perform() failed: (6) ", 1000, no_host},
+        Mood{"deleted_package", {}, 32, "Error Unable to open upload directory\n", 1000, "", true},
+        Mood{"install_500", {"--install", "500"}, 4, "WIFI Install Incomplete\n"},
+        Mood{"install_error", {"--install-error", "7"}, 4, "WIFI Install Incomplete\n"},
+        Mood{"does_not_return", {"--no-return"}, 11, "WIFI Install Finished\n"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+/// The head of a call, strict binary protocol.
+std::string call(const std::string& method, const std::string& kind = "\1")
+{
+    using namespace std::string_literals;
+    return "\x80\1\0"s + kind + "\0\0\0"s + static_cast<char>(method.size()) + method + "\0\0\0\1"s;
+}
+
+std::string noise()
+{
+    std::mt19937 random(1); // NOLINT(cert-msc51-cpp): the same in each run
+    std::string bytes(4096, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
+    return bytes;
+}
+
+TEST_F(Rpc, ends_the_connection_of_a_caller_that_sends_nonsense_and_serves_the_others)
+{
+    using namespace std::string_literals;
+    struct Case {
+        const char* what;
+        std::string bytes;
+        bool ended = true;
+    };
+    std::string nested;
+    for (int depth = 0; depth < 20'000; ++depth) {
+        nested += "\x0F\0\0\0\1"s;
+    }
+    const Case cases[] = {
+        {"another protocol", "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"},
+        {"noise", noise()},
+        {"half a call", call("GetStatus").substr(0, 11), false},
+        {"half an argument", call("ScanDirectory") + "\x0B\0\1\0\0\0\7/up"s, false},
+        {"a method's name of 2 GiB", "\x80\1\0\1\x7F\xFF\xFF\xFF"s},
+        {"a method's name of less than nothing", "\x80\1\0\1\xFF\xFF\xFF\xFF"s},
+        {"a text of 2 GiB", call("ScanDirectory") + "\x0B\0\1\x7F\xFF\xFF\xFF"s},
+        {"a text of 1 MiB", call("ScanDirectory") + "\x0B\0\1\0\x10\0\0"s + std::string(1 << 20, 'x') + "\0"s},
+        {"a list of 2 G numbers", call("GetStatus") + "\x0F\0\1\x0A\x7F\xFF\xFF\xFF"s},
+        {"a list of 2 G nothings", call("GetStatus") + "\x0F\0\1\0\x7F\xFF\xFF\xFF"s},
+        {"lists in lists", call("GetStatus") + "\x0F\0\1"s + nested},
+        {"a reply", call("GetStatus", "\2") + "\0"s},
+        {"an unknown method", call("Format") + "\0"s, false},
+    };
+    start_service();
+    for (const auto& each : cases) {
+        const Raw_connection connection(port);
+        connection.send(each.bytes);
+        EXPECT_EQ(connection.is_ended(each.ended ? 5s : 300ms), each.ended) << each.what;
+        ASSERT_FALSE(service->ends(0s)) << each.what << service->output();
+        EXPECT_EQ(status().state, eStates::BL_IDLE) << each.what;
+    }
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(5s), 0) << service->output();
+}
+
+TEST_F(Rpc, serves_one_more_beside_two_hundred_idle_callers_and_ends_with_all_of_them)
+{
+    start_service();
+    std::vector<std::unique_ptr<Raw_connection>> idle;
+    const auto add = [&](std::size_t count) {
+        while (idle.size() < count) {
+            idle.push_back(std::make_unique<Raw_connection>(port));
+        }
+    };
+    add(200);
+    EXPECT_EQ(connect_to(port)->UpdateComplete(), -1);
+    add(300); // more than it serves at a time: the others wait
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+    idle.resize(100);
+    EXPECT_EQ(connect_to(port)->UpdateComplete(), -1) << "its turn comes";
+    add(300);
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(5s), 0) << service->output();
+}
+
+TEST_F(Rpc, does_not_mind_callers_that_go_away_in_the_middle)
+{
+    offer(bench.make_update(50'000));
+    start_service();
+    for (int turn = 0; turn < 100; ++turn) {
+        const Raw_connection connection(port);
+        const auto path = updates().string();
+        connection.send(call("ScanDirectory") + std::string("\x0B\0\1\0\0\0", 6) + static_cast<char>(path.size()) +
+                        path + '\0');
+        if (turn % 2 == 0) {
+            connection.break_off();
+        }
+    }
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(5s), 0) << service->output();
+}
+
+TEST_F(Rpc, ends_in_time_beside_a_caller_that_asks_and_never_reads)
+{
+    start_service();
+    const Raw_connection connection(port);
+    std::string calls;
+    for (int count = 0; count < 1000; ++count) {
+        calls += call("GetStatus") + '\0';
+    }
+    connection.send_until_full(calls);
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(10s), 0) << service->output();
+}
+
+TEST_F(Rpc, ends_in_time_in_the_middle_of_a_scan)
+{
+    const auto package = offer(bench.make_package(1000));
+    for (int count = 0; count < 30; ++count) {
+        std::filesystem::copy_file(package, package + std::to_string(count));
+    }
+    std::filesystem::remove(bench.path("usr/bin/unzip"));
+    harness::write_file(bench.path("usr/bin/unzip"), "#!/bin/sh\nsleep 1\nexit 9\n");
+    std::filesystem::permissions(bench.path("usr/bin/unzip"), std::filesystem::perms::owner_all);
+    start_service();
+    api->send_ScanDirectory(updates());
+    EXPECT_TRUE(service->says("Parsing"));
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(8s), 0) << service->output();
+}
+
+TEST_F(Rpc, a_port_that_is_taken_ends_the_service)
+{
+    start_service();
+    harness::Bench second;
+    second.start_router();
+    second.write_configuration("<rpc port_c=\"" + std::to_string(port) + "\"/>");
+    const auto loser = second.start_service({});
+    EXPECT_TRUE(loser->says("Starting IPC server...\n"));
+    EXPECT_TRUE(loser->says("Error: "));
+    EXPECT_TRUE(loser->says("Is the service already running?  Exiting...\n"));
+    EXPECT_EQ(loser->ends(), 255);
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+}
+
+/// Calls everything but `Shutdown`, again and again, until the service ends.
+void call_everything(std::uint16_t port, const std::string& updates, unsigned seed,
+                     const std::atomic<bool>& service_ends)
+{
+    std::mt19937 random(seed);
+    const auto api = connect_to(port);
+    std::vector<ecuInfo> list;
+    std::vector<ecuSoftwareID> software;
+    ecuID id;
+    stInfo info;
+    Words folders;
+    try {
+        for (unsigned turn = 0;; ++turn) {
+            list.clear();
+            api->GetECUList(list);
+            const auto ecu = list.empty() ? ecuInfo() : list[random() % list.size()];
+            switch (random() % 8) {
+                case 0: api->UpdateECU(ecu.CANName); break;
+                case 1: api->UpdateECUVersion(ecu.CANName, ecu.sUpdateVersion); break;
+                case 2: api->UpdateComplete(); break;
+                case 3: api->ScanDirectory(updates); break;
+                case 4: api->ListDirectories(folders); break;
+                case 5: turn % 100 == 99 ? api->ClearECUList() : 0; break; // ECUs need time to answer
+                case 6: api->GetECUSoftwareIDs(software, ecu.CANName); break;
+                case 7: api->GetECUID(id, ecu.CANName); break;
+            }
+            api->GetStatus(info);
+            std::this_thread::sleep_for(2ms);
+        }
+    } catch (const TException& end) {
+        EXPECT_TRUE(service_ends) << end.what();
+    }
+}
+
+/// Of worth above all in a build with the thread sanitizer, which ends the service with a status of its own.
+TEST_F(Rpc, four_callers_at_a_time_call_everything_in_every_state)
+{
+    offer(bench.make_update(3000));
+    ecu = bench.start_ecu({"--delay-ms", "20"});
+    offer(bench.make_package(3'000'000));
+    node = bench.start_node({"--install-polls", "2", "--read-rate", "1000000"});
+    start_service();
+    std::atomic<bool> service_ends = false;
+    std::vector<std::thread> callers;
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        callers.emplace_back(&call_everything, port, updates(), seed, std::cref(service_ends));
+    }
+    const auto is_updated = [](Process& device) {
+        return device.output().find("restarted, version") != std::string::npos;
+    };
+    for (const auto end = Clock::now() + 150s; Clock::now() < end && !(is_updated(*ecu) && is_updated(*node));) {
+        std::this_thread::sleep_for(50ms);
+        service->output();
+    }
+    EXPECT_TRUE(is_updated(*ecu) && is_updated(*node)) << ecu->output() << node->output() << service->output();
+    EXPECT_TRUE(service->says("Programming Complete!") && service->says("Programming Complete!"))
+        << ecu->output() << node->output() << service->output();
+    service_ends = true;
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(20s), 0) << service->output();
+    for (auto& caller : callers) {
+        caller.join();
+    }
+}
+
+} // namespace
