@@ -69,5 +69,14 @@ TEST_F(Directory_test, leaves_alone_what_is_no_log_and_keeps_a_file_rather_than_
     cleanup({0, 0, 1}, path / "missing", '/');
 }
 
+TEST_F(Directory_test, clears_ten_thousand_logs)
+{
+    for (int number = 0; number < 10'000; ++number) {
+        std::ofstream(path / (std::to_string(number) + ".log"));
+    }
+    cleanup({0, 0, 20}, path, '/');
+    EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 20);
+}
+
 } // namespace
 } // namespace qv::log::directory
