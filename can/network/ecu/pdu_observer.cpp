@@ -64,8 +64,8 @@ void PDU_observer::on_acknowledgment(comm::message::Message& message)
     ecu_.report<message::Acknowledgment>(content, pdu.source_node);
 }
 
-/// ISO 11783-5 4.5.3. The claimant is the holder of the address: `source_node` is its master when it is a member of a
-/// working set.
+/// ISO 11783-5 4.5.3. The claimant is the holder of the address: `source_node` is its master when it is a member
+/// of a working set.
 void PDU_observer::on_address_claim(comm::message::Message& message)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
