@@ -35,7 +35,7 @@ bool run(const char* interface)
 {
     harness::stay_on_one_cpu();
     const Kernel_peer peer(interface);
-    const Network_stack stack(interface, {100, 64, 1});
+    const Network_stack stack(interface, {100, 64, 5});
     stack.claim(own_address);
     if (!stack.told<qv::can_bus::ecu::message::address::Claimed>(10s)) {
         return false;

@@ -196,7 +196,7 @@ TEST_P(Signal_in_state, ends_the_service)
     const auto update = bench.make_update(30000);
     const auto ecu = bench.start_ecu({"--delay-ms", "150"});
     const auto service = bench.start_service({"-w", update});
-    EXPECT_TRUE(service->says(GetParam(), 60s)) << service->output();
+    EXPECT_TRUE(service->says(GetParam(), 60s)) << service->output() << ecu->output();
     service->signal(SIGTERM);
     EXPECT_EQ(service->ends(10s), 0) << service->output();
 }

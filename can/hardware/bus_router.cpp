@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <deque>
+#include <latch>
 #include <utility>
 
 #include "can/hardware/frame_message.h"
@@ -62,10 +63,13 @@ bool Bus_router::Private_implementation::open(Thread_arguments arguments)
     }
     arguments.client_id = dispatcher->id();
     arguments.pending = pending = std::make_shared<std::atomic<std::uint32_t>>(0);
+    arguments.transmitter_ready = std::make_shared<std::latch>(1);
     if (!start_thread(arguments, " receiver", &Receiver::thread_static) ||
         !start_thread(arguments, " transmitter", &Transmitter::thread_static)) {
         return false;
     }
+    // Frames that nobody takes yet would be lost, among them the requests by which the stack finds the others.
+    arguments.transmitter_ready->wait();
     observers_.add(comm::observer::make_broker<frame::message::Received>(
         this, &Private_implementation::on_received_message, dispatcher->id()));
     return true;
@@ -158,7 +162,8 @@ bool Bus_router::open()
                                                .logging = connection_logging_,
                                                .name = client_name,
                                                .socket = std::move(connection),
-                                               .pending = nullptr});
+                                               .pending = nullptr,
+                                               .transmitter_ready = nullptr});
     if (!opened) {
         close();
     }

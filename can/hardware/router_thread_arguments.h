@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <latch>
 #include <memory>
 #include <string>
 
@@ -20,6 +21,8 @@ struct Thread_arguments {
     std::shared_ptr<qv::socket::Socket> socket; ///< one for both threads
     /// Frames on their way from the receiver to the bus thread, which counts them off.
     std::shared_ptr<std::atomic<std::uint32_t>> pending;
+    /// Counted down by the transmitter once frames to send reach it, or it has failed.
+    std::shared_ptr<std::latch> transmitter_ready;
 };
 
 } // namespace qv::can_bus::router::client::thread_arguments

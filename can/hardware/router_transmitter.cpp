@@ -31,8 +31,11 @@ frame::Frame to_frame(const frame::message::Transmitted& message)
 
 void Transmitter::thread_static(std::unique_ptr<thread_arguments::Thread_arguments> arguments)
 {
+    const auto ready = arguments->transmitter_ready;
     Transmitter transmitter(std::move(*arguments));
-    if (transmitter.start()) {
+    const bool started = transmitter.start();
+    ready->count_down();
+    if (started) {
         transmitter.run();
     }
 }
