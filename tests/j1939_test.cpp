@@ -48,11 +48,13 @@ qv::Byte_array bytes_of(const std::string& text)
 }
 
 struct Transfer {
-    const char* what;
+    const char* name;
     std::size_t size;
     bool broadcast;
     qv::can_bus::tp::Limits limits;
 };
+
+std::ostream& operator<<(std::ostream& out, const Transfer& transfer) { return out << transfer.name; }
 
 /// Seen of the kernel: it opens windows of 255 packets, where the local ECU opens one of 16; it names the packets
 /// of the whole message as the limit of a window in its RTS; its BAM packets come 50 ms apart, where 51 are sent
@@ -94,27 +96,30 @@ protected:
 
 TEST_P(Transfer_test, carries_the_bytes_to_the_kernel_and_back)
 {
-    const auto& [what, size, broadcast, limits] = GetParam();
+    const auto& [name, size, broadcast, limits] = GetParam();
     const std::uint32_t out = broadcast ? 0xFF10 : 0xEF00;
     const std::uint32_t back = broadcast ? 0xFF11 : 0xEF00; // the stack hears its own broadcasts
     const std::string payload = random_bytes(size);
     stack->send(broadcast ? 0 : Kernel_peer::name, out, bytes_of(payload));
-    EXPECT_TRUE(peer->receive(out, size) == payload) << what;
+    EXPECT_TRUE(peer->receive(out, size) == payload) << name;
 
     stack->hear(back);
     send_from_kernel(back, payload);
     const auto heard = stack->heard(back, 60s);
-    ASSERT_TRUE(heard) << what;
-    EXPECT_TRUE(heard->data == bytes_of(payload)) << what;
+    ASSERT_TRUE(heard) << name;
+    EXPECT_TRUE(heard->data == bytes_of(payload)) << name;
     EXPECT_EQ(heard->address_holder->name(), Kernel_peer::name);
 }
 
 constexpr qv::can_bus::tp::Limits quick{100, 64, 5}; ///< packets a window and a tick, and tries
-INSTANTIATE_TEST_SUITE_P(
-    Sizes, Transfer_test,
-    testing::Values(Transfer{"TP, the shortest", 9, false, {}}, Transfer{"TP, the longest", 1785, false, {}},
-                    Transfer{"ETP, the shortest", 1786, false, {}}, Transfer{"ETP", 1 << 20, false, quick},
-                    Transfer{"BAM, the shortest", 9, true, {}}, Transfer{"BAM, the longest", 1785, true, {}}));
+INSTANTIATE_TEST_SUITE_P(sizes, Transfer_test,
+                         testing::Values(Transfer{"TP_of_9_bytes", 9, false, {}},
+                                         Transfer{"TP_of_1785_bytes", 1785, false, {}},
+                                         Transfer{"ETP_of_1786_bytes", 1786, false, {}},
+                                         Transfer{"ETP_of_1_MiB", 1 << 20, false, quick},
+                                         Transfer{"BAM_of_9_bytes", 9, true, {}},
+                                         Transfer{"BAM_of_1785_bytes", 1785, true, {}}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 /// Both claim address 0x90: the peer holds it already, but is stopped while the stack asks and claims.
 class Contest_test : public J1939 {
