@@ -2,8 +2,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "bench/harness/kernel_peer.h"
 #include "benchmarks/report.h"
-#include "tests/kernel_peer.h"
 
 namespace benchmarks {
 

@@ -7,7 +7,7 @@
 #include <ctime>
 #include <exception>
 
-#include "tests/kernel_peer.h"
+#include "bench/harness/kernel_peer.h"
 #include "tests/network_stack.h"
 
 namespace {

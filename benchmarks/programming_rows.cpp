@@ -3,9 +3,9 @@
 
 #include "bench/can_router/frame_length.h"
 #include "bench/harness/bench.h"
+#include "bench/harness/can_interfaces.h"
 #include "benchmarks/report.h"
 #include "benchmarks/traffic.h"
-#include "tests/can_interfaces.h"
 
 namespace benchmarks {
 

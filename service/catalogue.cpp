@@ -76,7 +76,8 @@ int Catalogue::find_parsed_file(const std::string& path) const
     return contents()->paths.contains(path) ? 0 : -1;
 }
 
-/// A path that holds a NUL ends there, as it does for the system: else each folder below would be the folder itself.
+/// A path that holds a NUL ends there, as it does for the system: else each folder below would be the folder
+/// itself.
 int Catalogue::scan_directory(const std::string& given)
 {
     const std::string path = given.c_str(); // NOLINT(readability-redundant-string-cstr)

@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "bench/harness/bench.h"
-#include "tests/kernel_peer.h"
+#include "bench/harness/kernel_peer.h"
 #include "tests/network_stack.h"
 
 namespace {

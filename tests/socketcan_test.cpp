@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "bench/harness/bench.h"
-#include "tests/can_interfaces.h"
+#include "bench/harness/can_interfaces.h"
 
 namespace {
 

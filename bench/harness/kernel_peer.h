@@ -10,8 +10,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "bench/harness/can_interfaces.h"
 #include "bench/harness/process.h"
-#include "tests/can_interfaces.h"
 
 namespace harness {
 
