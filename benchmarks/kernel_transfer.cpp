@@ -8,13 +8,13 @@
 #include <exception>
 
 #include "bench/harness/kernel_peer.h"
-#include "tests/network_stack.h"
+#include "can/bus/network_stack_test_kit.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using harness::Kernel_peer;
-using harness::Network_stack;
+using qv::can_bus::test::Network_stack;
 
 constexpr std::size_t size = 1 << 20;
 constexpr std::uint32_t pgn = 0xEF00;

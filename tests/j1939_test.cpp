@@ -10,14 +10,14 @@
 
 #include "bench/harness/bench.h"
 #include "bench/harness/kernel_peer.h"
-#include "tests/network_stack.h"
+#include "can/bus/network_stack_test_kit.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 using harness::Kernel_peer;
-using harness::Network_stack;
 using harness::Process;
+using qv::can_bus::test::Network_stack;
 namespace message = qv::can_bus::ecu::message;
 
 constexpr const char* interface = "vcan0";

@@ -10,18 +10,15 @@
 #include <thread>
 
 #include <FlintrowThrift.h>
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <thrift/TOutput.h>
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TSocket.h>
-#include <unistd.h>
 
 #include "bench/harness/bench.h"
+#include "bench/harness/raw_connection.h"
 
 namespace {
 
@@ -29,6 +26,7 @@ using namespace std::chrono_literals;
 using namespace apache::thrift;
 using namespace flintrow;
 using harness::Process;
+using harness::Raw_connection;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using Clock = std::chrono::steady_clock;
@@ -45,53 +43,6 @@ std::unique_ptr<FlintrowThriftClient> connect_to(std::uint16_t port)
     buffered->open();
     return std::make_unique<FlintrowThriftClient>(std::make_shared<protocol::TBinaryProtocol>(buffered));
 }
-
-/// A connection that speaks bytes.
-class Raw_connection {
-public:
-    explicit Raw_connection(std::uint16_t port)
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    ~Raw_connection() { ::close(socket_); }
-    Raw_connection(const Raw_connection&) = delete;
-    Raw_connection& operator=(const Raw_connection&) = delete;
-
-    void send(const std::string& bytes) const { (void)::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-    /// Sends again and again until nothing more goes out for a second.
-    void send_until_full(const std::string& bytes) const
-    {
-        pollfd polled{socket_, POLLOUT, 0};
-        while (::poll(&polled, 1, 1000) > 0 && (polled.revents & (POLLERR | POLLHUP)) == 0) {
-            (void)::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-        }
-    }
-    /// Whether the service ends it within this time.
-    bool is_ended(std::chrono::milliseconds limit) const
-    {
-        pollfd polled{socket_, POLLIN, 0};
-        char bytes[4096];
-        while (::poll(&polled, 1, static_cast<int>(limit.count())) > 0) {
-            if (::recv(socket_, bytes, sizeof bytes, 0) <= 0) {
-                return true;
-            }
-        }
-        return false;
-    }
-    /// Goes away at once and without a farewell.
-    void break_off() const
-    {
-        const linger at_once{1, 0};
-        ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-    }
-
-private:
-    const int socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-};
 
 class Rpc : public testing::Test {
 protected:

@@ -18,31 +18,31 @@
 #include "config/object.h"
 #include "config/primary.h"
 
-namespace harness {
+namespace qv::can_bus::test {
 
 /// The network layer on a CAN interface with its real threads and one local ECU. Its user asks by message; what
 /// the ECU tells and hears waits here until it is fetched. One at a time.
 class Network_stack {
 public:
-    static constexpr qv::can_bus::name::Name name = 0xA000810012E00007;
+    static constexpr name::Name name = 0xA000810012E00007;
 
-    Network_stack(const std::string& interface, const qv::can_bus::tp::Limits& limits)
+    Network_stack(const std::string& interface, const tp::Limits& limits)
     {
-        namespace flag = qv::comm::flag;
+        namespace flag = comm::flag;
         configure(interface);
-        if (!qv::comm::core_start(0) ||
-            !qv::comm::handlers_start("network stack", flag::shutdown | flag::thread_handle | flag::time_tick) ||
+        if (!comm::core_start(0) ||
+            !comm::handlers_start("network stack", flag::shutdown | flag::thread_handle | flag::time_tick) ||
             !layer_.init()) {
             throw std::runtime_error("the network layer does not start");
         }
-        own_ = qv::comm::create_dispatcher("network stack", false);
+        own_ = comm::create_dispatcher("network stack", false);
         create_ecu(limits);
     }
     ~Network_stack()
     {
         layer_.deinit();
-        qv::comm::master_stop();
-        qv::config::destroy_primary();
+        comm::master_stop();
+        config::destroy_primary();
         std::filesystem::remove_all(folder_);
     }
     Network_stack(const Network_stack&) = delete;
@@ -51,23 +51,23 @@ public:
     /// What comes of it is told by the messages of the claim.
     void claim(std::uint32_t address) const
     {
-        ecu_->dispatcher()->post(std::make_unique<qv::can_bus::ecu::message::address::Start_claim>(address));
+        ecu_->dispatcher()->post(std::make_unique<ecu::message::address::Start_claim>(address));
     }
     /// Sends to a control function; a NAME that is not known makes it a broadcast.
-    void send(qv::can_bus::name::Name to, std::uint32_t pgn, const qv::Byte_array& payload) const
+    void send(name::Name to, std::uint32_t pgn, const Byte_array& payload) const
     {
-        using qv::can_bus::ecu::message::PDU_transmit;
+        using ecu::message::PDU_transmit;
         ecu_->dispatcher()->post(std::make_unique<PDU_transmit>(ecu_, to, 6, pgn, payload));
     }
     /// Keeps what comes in this group from now on.
     void hear(std::uint32_t pgn) const
     {
-        qv::comm::find_dispatcher(ecu_->pdu_dispatcher_id())->add_route(pgn, own_->id());
+        comm::find_dispatcher(ecu_->pdu_dispatcher_id())->add_route(pgn, own_->id());
     }
     /// The next PDU of this group; empty when none comes in the time.
-    std::unique_ptr<qv::can_bus::pdu::PDU> heard(std::uint32_t pgn, std::chrono::seconds limit) const
+    std::unique_ptr<pdu::PDU> heard(std::uint32_t pgn, std::chrono::seconds limit) const
     {
-        return next<qv::can_bus::pdu::PDU>(pgn, limit);
+        return next<pdu::PDU>(pgn, limit);
     }
     /// The next message of this kind that the ECU tells; empty when none comes in the time.
     template <class Message> std::unique_ptr<Message> told(std::chrono::seconds limit) const
@@ -80,21 +80,21 @@ private:
     {
         std::string folder = std::filesystem::temp_directory_path() / "network_stack.XXXXXX";
         folder_ = ::mkdtemp(folder.data());
-        qv::config::create_primary(folder_ / "settings.xml");
-        qv::config::List& document = *qv::config::primary_configuration_pointer();
+        config::create_primary(folder_ / "settings.xml");
+        config::List& document = *config::primary_configuration_pointer();
         const auto hardware = document.find_object("can_bus/hardware", true);
         document.set_text(hardware, "type", "socket can");
         document.set_text(hardware, "device_name", interface.c_str());
         // Its questions would reach the peer between the messages of the user.
         document.set_boolean(document.find_object("can_bus/node/detail_manager", true), "enable", false);
     }
-    void create_ecu(const qv::can_bus::tp::Limits& limits)
+    void create_ecu(const tp::Limits& limits)
     {
-        using namespace qv::can_bus::bus::message;
-        namespace told_by_ecu = qv::can_bus::ecu::message;
+        using namespace bus::message;
+        namespace told_by_ecu = ecu::message;
         const auto bus = find_bus();
         bus->add_route(ECU_create_response::id, own_->id());
-        qv::can_bus::ecu::properties::Properties properties;
+        ecu::properties::Properties properties;
         properties.tp = limits;
         bus->post(std::make_unique<ECU_create>(name, properties));
         const auto response = told<ECU_create_response>(std::chrono::seconds(10));
@@ -108,21 +108,20 @@ private:
         }
     }
     /// The bus thread makes it soon after its start.
-    static std::shared_ptr<qv::comm::Dispatcher> find_bus()
+    static std::shared_ptr<comm::Dispatcher> find_bus()
     {
         for (int round = 0; round < 10000; ++round) {
-            if (const auto bus = qv::comm::find_dispatcher_by_name(qv::can_bus::bus::properties::title_default)) {
+            if (const auto bus = comm::find_dispatcher_by_name(bus::properties::title_default)) {
                 return bus;
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         throw std::runtime_error("the bus thread makes no bus");
     }
-    template <class Message>
-    std::unique_ptr<Message> next(qv::comm::message::Id id, std::chrono::seconds limit) const
+    template <class Message> std::unique_ptr<Message> next(comm::message::Id id, std::chrono::seconds limit) const
     {
         const auto deadline = std::chrono::steady_clock::now() + limit;
-        std::unique_ptr<qv::comm::message::Message> message;
+        std::unique_ptr<comm::message::Message> message;
         while (!(message = own_->take(id)) && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
@@ -130,9 +129,9 @@ private:
     }
 
     std::filesystem::path folder_;
-    qv::can_bus::application::Application layer_{nullptr};
-    std::shared_ptr<qv::comm::Dispatcher> own_; ///< where the routes end
-    std::shared_ptr<qv::can_bus::ecu::ECU> ecu_;
+    application::Application layer_{nullptr};
+    std::shared_ptr<comm::Dispatcher> own_; ///< where the routes end
+    std::shared_ptr<ecu::ECU> ecu_;
 };
 
-} // namespace harness
+} // namespace qv::can_bus::test
