@@ -108,6 +108,24 @@ TEST_F(Catalogue_test, what_changed_is_read_anew_and_what_is_gone_is_dropped)
     EXPECT_TRUE(before->paths.contains(removed));
 }
 
+TEST_F(Catalogue_test, takes_ten_thousand_files_and_passes_over_what_it_may_not_read)
+{
+    for (int number = 0; number < 10'000; ++number) {
+        folder.write(std::to_string(number) + ".hex", "");
+    }
+    fs::permissions(folder.write("secret.hex", ""), fs::perms::none);
+    folder.write("closed/a.hex", "");
+    fs::permissions(folder.path + "/closed", fs::perms::none);
+    fs::permissions(fs::path(folder.path).parent_path(), fs::perms::all);
+    const auto as_somebody = [this] {
+        static_cast<void>(::setresuid(65534, 65534, 65534)); // root may read all
+        const auto words = scan();
+        const auto told = words.find("Unable to open directory " + folder.path + "/closed\r\n");
+        return told != std::string::npos && images().size() == 10'000 && scan().size() < 500 ? 0 : 1;
+    };
+    EXPECT_EXIT(::_exit(as_somebody()), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(Catalogue_test, a_scan_of_another_directory_keeps_what_still_exists)
 {
     folder.image("one/a.hex");

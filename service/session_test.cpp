@@ -264,6 +264,13 @@ TEST_F(Session_test, an_image_without_data_goes_through_and_none_at_all_fails)
     session().state = State::BL_BOOTLOADER;
     tick();
     expect_failure(failure::no_image);
+
+    session().update_kind = Session::wireless_package; // and no package
+    for (const auto state : {State::BL_BOOTLOADER, State::BL_PROGRAMMING}) {
+        session().state = state;
+        tick(2);
+        expect_failure(failure::no_worker);
+    }
 }
 
 TEST_F(Session_test, answers_that_are_cut_short_mean_nothing)

@@ -85,6 +85,9 @@ TEST_F(Zip_parser_test, any_name_is_just_a_name)
         EXPECT_EQ(parser.parse(folder.package(name, "own"), true), 0) << name;
         EXPECT_EQ(parser.software_version, "own") << name;
     }
+    ::setenv("FLINTROW_ROOT", folder.path.c_str(), 1); // where there is no unzip
+    EXPECT_EQ(parse("1"), -1);
+    ::unsetenv("FLINTROW_ROOT");
     fs::resize_file(folder.path + "/x", 10);
     EXPECT_NE(parser.parse(folder.path + "/x", true), 0); // and not x.zip
 }

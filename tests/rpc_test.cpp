@@ -113,6 +113,20 @@ protected:
         return seen;
     }
 
+    /// In a state other than idle.
+    void expect_refusals(const stInfo& info, std::int64_t name)
+    {
+        EXPECT_EQ(api->UpdateECU(name), -1) << info.state;
+        EXPECT_EQ(api->UpdateECU(nobody), -1) << info.state;
+        EXPECT_EQ(api->UpdateECUVersion(name, "2.0.0"), -1) << info.state;
+        EXPECT_EQ(api->ScanDirectory(updates()), -1) << info.state;
+        EXPECT_EQ(api->ClearECUList(), -1) << info.state;
+        EXPECT_EQ(api->Shutdown(), -1) << info.state;
+        EXPECT_TRUE(info.__isset.progress && info.progress >= 0 && info.progress <= 100) << info.progress;
+        EXPECT_EQ(info.__isset.error, info.state == eStates::BL_COMPLETE || info.state == eStates::BL_FAILURE);
+        EXPECT_FALSE(info.__isset.message);
+    }
+
     /// Runs the client of the command line; its exit status.
     int ctl(const Words& arguments)
     {
@@ -161,6 +175,9 @@ TEST_F(Rpc, the_command_line_client_takes_an_ecu_from_one_version_to_the_next)
 
 TEST_F(Rpc, tells_why_an_update_does_not_start)
 {
+    const auto package = offer(bench.make_package(1000));
+    std::filesystem::resize_file(package, 500);
+    harness::write_file(updates() / "damaged.hex", ":\n");
     const auto update = offer(bench.make_update(3000));
     ecu = bench.start_ecu();
     start_service();
@@ -172,9 +189,14 @@ TEST_F(Rpc, tells_why_an_update_does_not_start)
     EXPECT_EQ(api->ScanDirectory(updates() / "none"), 0);
     EXPECT_TRUE(service->says("Unable to open directory " + (updates() / "none").string() + "\r\n"));
     EXPECT_EQ(api->ScanDirectory(updates()), 0);
+    EXPECT_TRUE(service->says("Error: Invalid update file\r\n") &&
+                service->says("Error: Invalid update file\r\n"));
     EXPECT_EQ(ecu_with("2.0.0").stUpdateVersions, Words{"2.0.0"});
     EXPECT_EQ(api->UpdateECUVersion(name, "2.0"), -2);
     EXPECT_TRUE(service->says("No update of version [2.0] found\n"));
+    std::filesystem::rename(bench.make_update(3000, "2.5.0"), update);
+    EXPECT_EQ(api->UpdateECU(name), -2);
+    EXPECT_TRUE(service->says(update + " is not what the last scan found there\n"));
     harness::write_file(update, ":0100000000FE\n");
     EXPECT_EQ(api->UpdateECU(name), -2);
     EXPECT_TRUE(service->says("Error Parsing Bootload File\r\n"));
@@ -193,20 +215,9 @@ TEST_F(Rpc, refuses_in_each_state_of_a_session_what_would_disturb_it)
     start_service();
     EXPECT_EQ(api->ScanDirectory(updates()), 0);
     const auto name = ecu_with("2.0.0").CANName;
-    const auto refuses = [&](const stInfo& info) {
-        EXPECT_EQ(api->UpdateECU(name), -1) << info.state;
-        EXPECT_EQ(api->UpdateECU(nobody), -1) << info.state;
-        EXPECT_EQ(api->UpdateECUVersion(name, "2.0.0"), -1) << info.state;
-        EXPECT_EQ(api->ScanDirectory(updates()), -1) << info.state;
-        EXPECT_EQ(api->ClearECUList(), -1) << info.state;
-        EXPECT_EQ(api->Shutdown(), -1) << info.state;
-        EXPECT_TRUE(info.__isset.progress && info.progress >= 0 && info.progress <= 100) << info.progress;
-        EXPECT_EQ(info.__isset.error, info.state == eStates::BL_COMPLETE || info.state == eStates::BL_FAILURE);
-        EXPECT_FALSE(info.__isset.message);
-    };
     EXPECT_EQ(api->UpdateECU(name), 0);
     const auto states = follow([&](const stInfo& info) {
-        refuses(info);
+        expect_refusals(info, name);
         if (info.state != eStates::BL_COMPLETE) { // the next state could be there by now
             EXPECT_EQ(api->UpdateComplete(), -1) << info.state;
         }
@@ -221,7 +232,7 @@ TEST_F(Rpc, refuses_in_each_state_of_a_session_what_would_disturb_it)
                                     eStates::BL_ERASING, eStates::BL_PROGRAMMING, eStates::BL_READ_CHECKSUM,
                                     eStates::BL_RESTART, eStates::BL_RESTART_PENDING, eStates::BL_COMPLETE,
                                     eStates::BL_COMPLETE_ACK));
-    refuses(status());
+    expect_refusals(status(), name);
     EXPECT_TRUE(bench.flash() == bench.program());
     EXPECT_EQ(api->UpdateComplete(), 0);
     EXPECT_EQ(status().state, eStates::BL_IDLE);
@@ -229,22 +240,39 @@ TEST_F(Rpc, refuses_in_each_state_of_a_session_what_would_disturb_it)
     EXPECT_EQ(ecu_with("2.0.0").sCurrentVersion, "2.0.0");
 }
 
-TEST_F(Rpc, keeps_a_failure_until_it_is_acknowledged)
+struct Fault {
+    const char* name;
+    Words ecu;
+    int code;
+};
+
+std::ostream& operator<<(std::ostream& out, const Fault& fault) { return out << fault.name; }
+
+class Failed_session : public Rpc, public testing::WithParamInterface<Fault> {};
+
+TEST_P(Failed_session, keeps_its_code_until_it_is_acknowledged)
 {
     offer(bench.make_update(3000));
-    ecu = bench.start_ecu({"--checksum-length", "5"});
+    ecu = bench.start_ecu(GetParam().ecu);
     start_service();
     EXPECT_EQ(ctl({"scan", updates()}), 0);
     ecu_with("2.0.0");
     EXPECT_EQ(ctl({"update", "0x80"}), 0) << said;
     EXPECT_EQ(ctl({"follow"}), 10) << said;
-    EXPECT_THAT(said, HasSubstr("the update failed, code 2: "));
-    EXPECT_EQ(status().error, 2);
-    EXPECT_EQ(ctl({"update", "0x80"}), 6);
-    EXPECT_EQ(ctl({"shutdown"}), 6);
+    EXPECT_THAT(said, HasSubstr("the update failed, code " + std::to_string(GetParam().code) + ": "));
+    EXPECT_EQ(status().error, GetParam().code);
+    for (const Words& command : {Words{"update", "0x80"}, {"shutdown"}, {"clear"}, {"scan", updates()}}) {
+        EXPECT_EQ(ctl(command), 6) << command[0] << said;
+    }
     EXPECT_EQ(ctl({"acknowledge"}), 0);
     EXPECT_EQ(ctl({"update", "0x80"}), 0) << said;
 }
+
+INSTANTIATE_TEST_SUITE_P(faults, Failed_session,
+                         testing::Values(Fault{"checksum_of_five_bytes", {"--checksum-length", "5"}, 2},
+                                         Fault{"silent_at_the_reset", {"--silent", "reset"}, 2},
+                                         Fault{"does_not_return", {"--no-return"}, 11}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(Rpc, a_caller_loses_the_service_when_the_ecu_refuses_a_step)
 {
@@ -283,6 +311,8 @@ struct Mood {
 
 std::ostream& operator<<(std::ostream& out, const Mood& mood) { return out << mood.name; }
 
+using Wireless_package = Rpc;
+
 class Wireless_session : public Rpc, public testing::WithParamInterface<Mood> {
 protected:
     void start_node(const Mood& mood)
@@ -313,13 +343,17 @@ TEST_P(Wireless_session, ends_as_the_node_would_have_it)
     EXPECT_EQ(api->UpdateECUVersion(name, "3.0.0"), 0);
     int uploaded = 0;
     const auto states = follow([&](const stInfo& info) {
+        expect_refusals(info, name);
         uploaded = info.state == eStates::BL_TRANSFERRING ? std::max(uploaded, info.progress) : uploaded;
     });
+    expect_refusals(status(), name);
     EXPECT_THAT(service->output(), HasSubstr(mood.words));
     EXPECT_TRUE(uploaded >= mood.uploaded && uploaded <= 100) << uploaded;
     if (mood.error != 0) {
         EXPECT_EQ(states.back(), eStates::BL_FAILURE);
         EXPECT_EQ(status().error, mood.error) << service->output();
+        const auto incomplete = "Transfer Incomplete (error " + std::to_string(mood.error) + ")";
+        EXPECT_EQ(service->output().find(incomplete) != std::string::npos, mood.error >= 30);
     } else {
         EXPECT_THAT(states, ElementsAre(eStates::BL_START, eStates::BL_BOOTLOADER, eStates::BL_TRANSFERRING,
                                         eStates::BL_PROGRAMMING, eStates::BL_RESTART, eStates::BL_RESTART_PENDING,
@@ -330,6 +364,20 @@ TEST_P(Wireless_session, ends_as_the_node_would_have_it)
     }
     EXPECT_EQ(api->UpdateComplete(), 0);
     EXPECT_EQ(status().state, eStates::BL_IDLE);
+}
+
+TEST_F(Wireless_package, that_changed_since_the_scan_is_not_sent)
+{
+    const auto package = offer(bench.make_package(1000));
+    node = bench.start_node();
+    start_service();
+    EXPECT_EQ(api->ScanDirectory(updates()), 0);
+    const auto name = ecu_with("3.0.0").CANName;
+    EXPECT_EQ(api->UpdateECUVersion(name, "9"), -2);
+    EXPECT_TRUE(service->says("No update of version [9] found\n"));
+    std::filesystem::resize_file(package, 900);
+    EXPECT_EQ(api->UpdateECUVersion(name, "3.0.0"), -2);
+    EXPECT_TRUE(service->says("File Size changed " + package + "\r\n"));
 }
 
 const std::string no_host = std::string(64, 'a') + ".local:80";
@@ -349,14 +397,22 @@ INSTANTIATE_TEST_SUITE_P(
         Mood{"complete_instead_of_rebooting", {"--final-state", "complete", "--status", "markup"}},
         Mood{"slow_restart", {"--reboot-ms", "20000"}},
         Mood{"wrong_password", {"--password", "other"}, 34, "HTTP Response code: 401 \r\n"},
-        Mood{"upload_500", {"--upload", "500"}, 34, "HTTP Response code: 500 \r\n"},
+        Mood{"upload_500_and_no_second_try",
+             {"--upload", "500", "--upload", "usual"},
+             34,
+             "HTTP Response code: 500 \r\n"},
         Mood{"upload_redirect", {"--upload", "redirect"}, 34, "HTTP Response code: 302 \r\n"},
         Mood{"stops_reading", {"--stop-reading", "1000"}, 34, "aborting", more_than_sockets_hold},
         Mood{"breaks_off", {"--break-off", "50000"}, 30, "curl_easy_perform() failed: (5", more_than_sockets_hold},
         Mood{"nobody_listens", {}, 30, "curl_easy_perform() failed: (7) ", 1000, "127.0.0.1:1"},
         Mood{"unknown_host", {}, 36, "curl_easy_perform() failed: (6) ", 1000, no_host},
         Mood{"deleted_package", {}, 32, "Error Unable to open upload directory\n", 1000, "", true},
-        Mood{"install_500", {"--install", "500"}, 4, "WIFI Install Incomplete\n"},
+        Mood{"install_500_and_no_second_try", {"--install", "500", "--install", "usual"}, 4, "(hn node-1)"},
+        Mood{"lies",
+             {"--status", R"(text:{"state":"rebooting","progress":"999999999999","error":"4294967296"})"},
+             4,
+             "WIFI Install Incomplete\n"},
+        Mood{"no_host_name", {"--host-name", "x@y"}, 34, "(hn x@y)", 1000, "", false, "x@y.local"},
         Mood{"install_error", {"--install-error", "7"}, 4, "WIFI Install Incomplete\n"},
         Mood{"does_not_return", {"--no-return"}, 11, "WIFI Install Finished\n"}),
     [](const auto& row) { return std::string(row.param.name); });

@@ -114,7 +114,7 @@ std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& op
         arguments, std::vector<std::string>{"FLINTROW_ROOT=" + folder_.string(), "HOME=" + path("home")});
 }
 
-std::string Bench::make_update(std::size_t size)
+std::string Bench::make_update(std::size_t size, const std::string& version)
 {
     std::mt19937 random(static_cast<std::mt19937::result_type>(size));
     program_.resize(size);
@@ -123,7 +123,7 @@ std::string Bench::make_update(std::size_t size)
     }
     write_file(path("program.bin"), program_);
     const auto update = path("update.hex");
-    Process maker({programs + "make_update", "--output", update, "--version", "2.0.0", "--ecu-info",
+    Process maker({programs + "make_update", "--output", update, "--version", version, "--ecu-info",
                    "ECU P/N,A1000*", "--sectors", "0x10000:4096:" + std::to_string(size / 4096 + 2),
                    path("program.bin")});
     if (maker.ends() != 0) {

@@ -41,7 +41,7 @@ public:
                                            const std::string& program = "") const;
 
     /// Makes an update file of so many bytes of program for ECUs with the part number A1000.
-    std::string make_update(std::size_t size);
+    std::string make_update(std::size_t size, const std::string& version = "2.0.0");
     /// Makes a package of a little more than so many bytes, with version 3.0.0, for nodes with the part number
     /// B2000.
     std::string make_package(std::size_t size) const;

@@ -178,6 +178,9 @@ TEST_F(Wifi_test, each_failure_of_a_request_has_its_code)
     record_ = std::make_unique<Transfer_record>(); // without a package
     EXPECT_EQ(run_with_record(&SendHandler), 33);
     EXPECT_EQ(run_with_record(&InstallHandler), 35);
+    package_ = bench_.path("home"); // a directory
+    EXPECT_EQ(run(&SendHandler), 31);
+    EXPECT_THAT(said_, HasSubstr("Error Unable to stat file\n"));
 }
 
 TEST_F(Wifi_test, polls_until_a_final_state_and_keeps_what_was_said_last)
