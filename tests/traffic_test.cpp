@@ -1,5 +1,6 @@
 // The traffic of a whole update as tshark reads it, who knows nothing of this project.
 
+#include <algorithm>
 #include <map>
 #include <sstream>
 #include <string>
@@ -73,7 +74,7 @@ public:
         constexpr std::uint32_t packet = 60160;
         if (frame.pgn == packet) {
             take_packet(open_.find({frame.source, frame.destination}), frame.data);
-        } else if (frame.pgn == connection && frame.data.at(0) == 16) {
+        } else if (frame.pgn == connection && (frame.data.at(0) == 16 || frame.data.at(0) == 32)) {
             EXPECT_TRUE(
                 open_.try_emplace({frame.source, frame.destination}, Message{pgn(frame), head(frame), "", 0})
                     .second)
@@ -84,11 +85,17 @@ public:
             EXPECT_EQ(frame.data.at(0), 17) << "neither a CTS";
         }
     }
-    bool has_open() const { return !open_.empty(); }
+    /// Broadcasts apart, which the end of the log may cut.
+    bool has_open() const
+    {
+        return std::any_of(open_.begin(), open_.end(),
+                           [](const auto& each) { return each.first.second != to_all; });
+    }
 
     std::vector<Message> complete;
 
 private:
+    static constexpr std::uint32_t to_all = 255;
     using Sessions = std::map<std::pair<std::uint32_t, std::uint32_t>, Message>;
 
     static unsigned byte(const std::string& data, std::size_t place)
@@ -106,6 +113,10 @@ private:
         ASSERT_TRUE(session != open_.end()) << "a packet of no message";
         EXPECT_EQ(byte(data, 0), ++session->second.packets);
         session->second.data += data.substr(1);
+        if (session->first.second == to_all && session->second.packets == byte(session->second.head, 2)) {
+            complete.push_back(session->second); // nobody answers a broadcast
+            open_.erase(session);
+        }
     }
     void close(Sessions::iterator session, const Frame& end)
     {
@@ -127,6 +138,7 @@ TEST(Traffic, of_an_update_is_J1939_to_tshark_and_its_transports_are_complete_an
     bench.start_router();
     const auto update = bench.make_update(5000);
     const auto ecu = bench.start_ecu();
+    const auto node = bench.start_node({"--report-ms", "500"}); // by broadcasts
     const auto service = bench.start_service({"-w", update, "-e"});
     EXPECT_TRUE(service->says("Programming Complete!", 100s)) << service->output() << ecu->output();
     EXPECT_EQ(service->ends(), 0);
@@ -138,10 +150,13 @@ TEST(Traffic, of_an_update_is_J1939_to_tshark_and_its_transports_are_complete_an
     }
     EXPECT_FALSE(assembly.has_open());
     std::string program;
+    std::size_t reports = 0;
     for (const auto& message : assembly.complete) {
+        reports += message.pgn == 65441 ? 1 : 0;
         program += message.pgn == 0xD700 ? message.data.substr(1) : ""; // behind the count of its bytes
     }
     EXPECT_TRUE(program == bench.program()) << program.size();
+    EXPECT_GT(reports, 5U);
 }
 
 } // namespace

@@ -147,21 +147,26 @@ TEST_F(Nmea_2000_test, tells_the_fields_of_each_whole_message_of_a_known_sender)
 
 TEST_F(Nmea_2000_test, reads_a_list_of_as_many_as_the_count_tells_only_when_all_of_it_is_there)
 {
-    // clang-format off
-    const struct { std::uint32_t pgn; std::size_t count_at, count, size, values; } lists[] = {
-        {129029, 42, 0, 43, 14}, {129029, 42, 252, 43 + 252 * 4, 14 + 252 * 3},
-        {129029, 42, 253, 43, 14}, {129029, 42, 255, 43, 14}, // reserved and not available
-        {129540, 2, 0, 3, 3}, {129540, 2, 252, 3 + 252 * 12, 3 + 252 * 6},
-        {129540, 2, 253, 3, 3}, {129540, 2, 255, 3, 3},
-        {129792, 15, 0, 17, 7}, {129792, 15, 1, 18, 8}, {129792, 15, 8, 18, 8}, {129792, 15, 9, 19, 9}, // bits
-        {129792, 15, 65535, 17 + 8192, 7 + 8192}};
-    // clang-format on
-    for (const auto& [pgn, count_at, count, size, values] : lists) {
-        std::vector<std::uint8_t> bytes(size);
-        std::fill_n(&bytes[count_at], count > 255 ? 2 : 1, static_cast<std::uint8_t>(count));
-        const Told told = send(pgn, bytes);
-        EXPECT_TRUE(told.size() == 1 && told[0].second.size() == values) << pgn << " with " << count;
-        EXPECT_EQ(send(pgn, std::span(bytes).first(size - 1)), Told{}) << pgn << " with " << count;
+    const struct {
+        std::uint32_t pgn;
+        std::size_t count_at, highest, size, item_size, values, item_values;
+    } lists[] = {{129029, 42, 255, 43, 4, 14, 3}, {129540, 2, 255, 3, 12, 3, 6}, {129792, 15, 65535, 17, 1, 7, 1}};
+    for (const auto& [pgn, count_at, highest, size, item_size, values, item_values] : lists) {
+        for (std::size_t count = 0; count <= highest; count += count < 300 ? 1 : 251) {
+            const bool counts_bits = highest > 255;
+            const auto items = counts_bits   ? (count + 7) / 8
+                               : count < 253 ? count
+                                             : 0; // 253 and up: not available
+            std::vector<std::uint8_t> bytes(size + items * item_size);
+            bytes[count_at] = static_cast<std::uint8_t>(count);
+            if (counts_bits) {
+                bytes[count_at + 1] = static_cast<std::uint8_t>(count >> 8);
+            }
+            const Told told = send(pgn, bytes);
+            EXPECT_TRUE(told.size() == 1 && told[0].second.size() == values + items * item_values)
+                << pgn << " with " << count;
+            EXPECT_EQ(send(pgn, std::span(bytes).first(bytes.size() - 1)), Told{}) << pgn << " with " << count;
+        }
     }
 }
 
