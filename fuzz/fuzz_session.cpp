@@ -242,7 +242,7 @@ private:
         if (state == State::BL_ERASING || state == State::BL_PROGRAMMING) {
             require(session.progress_current <= session.progress_total);
         }
-        if (is_under_way(state)) {
+        if (is_under_way(state) && state != State::BL_START) { // there the choice may wait to be taken over
             require(session.hex_parser != nullptr && session.target_node != nullptr);
         }
         examine(flintrow_->inventory);
