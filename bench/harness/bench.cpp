@@ -122,7 +122,7 @@ std::string Bench::make_update(std::size_t size, const std::string& version)
         byte = static_cast<char>(random());
     }
     write_file(path("program.bin"), program_);
-    const auto update = path("update.hex");
+    auto update = path("update.hex");
     Process maker({programs + "make_update", "--output", update, "--version", version, "--ecu-info",
                    "ECU P/N,A1000*", "--sectors", "0x10000:4096:" + std::to_string(size / 4096 + 2),
                    path("program.bin")});

@@ -1,5 +1,6 @@
 #include "bench/harness/process.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <filesystem>
@@ -27,11 +28,8 @@ milliseconds left_until(Clock::time_point deadline)
 
 std::vector<char*> pointers(std::vector<std::string>& texts)
 {
-    std::vector<char*> result;
-    for (auto& text : texts) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
+    std::vector<char*> result(texts.size() + 1, nullptr);
+    std::transform(texts.begin(), texts.end(), result.begin(), [](std::string& text) { return text.data(); });
     return result;
 }
 
