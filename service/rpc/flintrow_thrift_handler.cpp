@@ -174,19 +174,20 @@ void FlintrowThriftHandler::GetStatus(::flintrow::stInfo& result)
 
 std::int32_t FlintrowThriftHandler::UpdateECU(std::int64_t name)
 {
-    const Call service(*this);
-    if (service && !service.is_idle()) {
-        return busy;
-    }
-    const auto entry = service ? find(*service, name) : nullptr;
-    if (entry == nullptr) {
-        return no_ecu;
-    }
-    // A package alone does not count here.
-    return entry->matches->hex_matches.empty() ? tell_no_file() : start(*service, *entry, entry->update_version);
+    return update(name, [](const Programmable_item& entry) {
+        const bool has_image = !entry.matches->hex_matches.empty(); // a package alone does not count here
+        return has_image ? std::optional(entry.update_version) : std::nullopt;
+    });
 }
 
 std::int32_t FlintrowThriftHandler::UpdateECUVersion(std::int64_t name, const std::string& version)
+{
+    return update(name, [&version](const Programmable_item& entry) {
+        return entry.matches->empty() ? std::nullopt : std::optional(own_version(*entry.matches, version));
+    });
+}
+
+std::int32_t FlintrowThriftHandler::update(std::int64_t name, const Choose_version& choose)
 {
     const Call service(*this);
     if (service && !service.is_idle()) {
@@ -196,8 +197,8 @@ std::int32_t FlintrowThriftHandler::UpdateECUVersion(std::int64_t name, const st
     if (entry == nullptr) {
         return no_ecu;
     }
-    return entry->matches->empty() ? tell_no_file()
-                                   : start(*service, *entry, own_version(*entry->matches, version));
+    const auto version = choose(*entry);
+    return version ? start(*service, *entry, *version) : tell_no_file();
 }
 
 std::int32_t FlintrowThriftHandler::UpdateComplete()

@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <shared_mutex>
 #include <string>
 #include <vector>
@@ -47,6 +49,10 @@ public:
 
 private:
     class Call;
+    /// The version that an ECU is to get; nothing when no file is there for it.
+    using Choose_version = std::function<std::optional<std::string>(const Programmable_item&)>;
+
+    std::int32_t update(std::int64_t name, const Choose_version& choose);
 
     std::shared_mutex mutex_;                  ///< shared by the calls inside
     std::atomic<Flintrow*> flintrow_{nullptr}; ///< null while there is none; set to null before `mutex_` is taken
