@@ -38,9 +38,14 @@ function(flintrow_test name)
     if(NOT ARG_LABELS STREQUAL unit)
         add_dependencies(threaded ${name})
     endif()
+    # A program's tests wait for seconds: they begin first, and the others run beside them.
+    set(cost 0)
+    if(ARG_LABELS STREQUAL program)
+        set(cost 100)
+    endif()
     gtest_discover_tests(${name}
         DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" COST ${cost})
 endfunction()
 
 # A test's own sources are not optimised, and the largest headers are compiled once for all of them.
