@@ -24,6 +24,8 @@ function(flintrow_library name)
 endfunction()
 
 # flintrow_test(NAME SOURCES x_test.cpp ... [LINKS lib ...] [LABELS label ...] [TIMEOUT seconds])
+#
+# What may take longest begins first: it waits for real time, and the others run beside it.
 function(flintrow_test name)
     cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
     if(NOT ARG_TIMEOUT)
@@ -38,14 +40,9 @@ function(flintrow_test name)
     if(NOT ARG_LABELS STREQUAL unit)
         add_dependencies(threaded ${name})
     endif()
-    # A program's tests wait for seconds: they begin first, and the others run beside them.
-    set(cost 0)
-    if(ARG_LABELS STREQUAL program)
-        set(cost 100)
-    endif()
     gtest_discover_tests(${name}
         DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" COST ${cost})
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" COST ${ARG_TIMEOUT})
 endfunction()
 
 # A test's own sources are not optimised, and the largest headers are compiled once for all of them.

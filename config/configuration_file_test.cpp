@@ -1,3 +1,4 @@
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -7,13 +8,15 @@
 #include <tuple>
 #include <utility>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "config/object.h"
 #include "config/primary.h"
+#include "framework/log/test_kit.h"
 
 namespace qv::config {
 namespace {
@@ -145,7 +148,9 @@ TEST_F(Configuration_file_test, a_damaged_file_gives_way_to_the_backup_and_witho
         for (const auto& [backup, expected] : {std::pair{good, good}, std::pair{contents, empty_document}}) {
             put("/config.xml.backup", backup);
             put("/config.xml", contents);
+            const log::test::Lines log;
             EXPECT_TRUE(document.load()) << what;
+            EXPECT_THAT(log.lines, testing::Contains("2 0 reading configuration file /config.xml failed")) << what;
             EXPECT_EQ(get("/config.xml"), expected) << what;
             EXPECT_EQ(document.get_decimal(document.root.get(), "level", 0), expected == good ? 5U : 0U) << what;
         }
@@ -215,7 +220,9 @@ TEST_F(Configuration_file_test, a_save_that_fails_leaves_the_document_and_tries_
 TEST_F(Configuration_file_test, what_is_no_plain_file_is_never_opened)
 {
     fs::create_directory(directory + "/config.xml");
+    const log::test::Lines log;
     EXPECT_FALSE(document.load());
+    EXPECT_THAT(log.lines, testing::Contains("2 0 file open error /config.xml"));
     fs::remove(directory + "/config.xml");
     ASSERT_EQ(mkfifo((directory + "/config.xml").c_str(), 0600), 0);
     EXPECT_TRUE(document.load());
@@ -249,19 +256,52 @@ TEST_F(Configuration_file_test, an_import_is_merged_and_removed)
     }
 }
 
+TEST_F(Configuration_file_test, a_disk_that_fills_up_at_any_byte_leaves_the_old_document)
+{
+    ASSERT_TRUE(document.load());
+    ASSERT_TRUE(document.set_decimal(document.root.get(), "level", 1));
+    const std::string after = with_attribute("level_c=\"1\"");
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit former{};
+    ::getrlimit(RLIMIT_FSIZE, &former);
+    for (std::size_t room = 0; room < after.size(); ++room) {
+        const rlimit limit{room, former.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_TRUE(!document.save(false) && document.modified) << room;
+        EXPECT_EQ(get("/config.xml"), empty_document);
+    }
+    ::setrlimit(RLIMIT_FSIZE, &former);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_TRUE(document.save(false));
+    EXPECT_EQ(get("/config.xml"), after);
+}
+
 TEST_F(Configuration_file_test, two_saves_at_a_time_leave_one_whole_document)
 {
-    put("/config.xml", with_attribute("path_a=\"./log\""));
-    ASSERT_TRUE(document.load());
+    const std::string texts[] = {with_attribute("path_a=\"x\""),
+                                 with_attribute("path_a=\"" + repeated(900, "y") + "\"")};
     const auto save_often = [](Configuration copy) {
         for (int i = 0; i < 20; ++i) {
             EXPECT_TRUE(copy.save(true));
         }
     };
-    std::thread other(save_often, document);
+    put("/config.xml", texts[1]);
+    ASSERT_TRUE(document.load());
+    const Configuration first = document;
+    ASSERT_TRUE(document.set_text(document.root.get(), "path", "x"));
+    std::atomic_bool saving = true;
+    std::thread other([&] {
+        save_often(first);
+        save_often(document);
+        saving = false;
+    });
     save_often(document);
+    save_often(first);
+    while (saving) {
+        EXPECT_THAT(texts, testing::Contains(get("/config.xml")));
+    }
     other.join();
-    EXPECT_EQ(get("/config.xml"), with_attribute("path_a=\"./log\""));
+    EXPECT_THAT(texts, testing::Contains(get("/config.xml")));
 }
 
 TEST_F(Configuration_file_test, an_older_copy_never_takes_the_place_of_a_newer)

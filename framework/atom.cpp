@@ -1,5 +1,6 @@
 #include "framework/atom.h"
 
+#include <cerrno>
 #include <utility>
 
 #include <fcntl.h>
@@ -45,6 +46,8 @@ Atom::~Atom() = default;
 bool Atom::create() { return implementation_->create(name_); }
 
 bool Atom::exists() const { return implementation_->exists(name_); }
+
+bool Atom::is_gone() const { return !exists() && errno == ENOENT; }
 
 bool Atom::create_if_absent() { return exists() || create(); }
 

@@ -27,6 +27,9 @@ public:
     /// Makes the token. True also when it was there.
     bool create();
     bool exists() const;
+    /// Whether it certainly is not there. Neither this nor `exists` holds when the system cannot tell, as no
+    /// descriptor is left.
+    bool is_gone() const;
     bool create_if_absent();
     bool remove();
 

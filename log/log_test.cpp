@@ -1,15 +1,23 @@
 #include "log/log.h"
 
+#include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <ctime>
 #include <sstream>
 #include <utility>
+#include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "comm/shutdown_message.h"
 #include "framework/signal/handler.h"
+#include "framework/thread/clock.h"
 #include "framework/thread/process_exit.h"
 #include "log/directory.h"
 #include "log/test_kit.h"
@@ -145,14 +153,72 @@ TEST_F(Log_test, costs_nothing_but_itself_where_no_file_can_be_written)
     EXPECT_EQ(fs::file_size(directory / "file"), 4U);
 }
 
-/// Ends a process of its own while other threads keep the log busy. The wait status.
+/// The exit status of a process of its own that does the work, 99 when that comes to its end.
+template <class Work> int status_of(Work work)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        work();
+        std::_Exit(99);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+/// The directory belongs to another user, and holds pipes by the names of the next files: to open one is to wait.
+TEST_F(Log_test, holds_up_nobody_on_a_disk_that_hangs_or_lets_nobody_in)
+{
+    fs::create_directory(directory / "log");
+    for (const std::time_t names : {0, 10}) {
+        std::vector<std::string> pipes;
+        for (std::time_t name = 0; name < names; ++name) {
+            const std::time_t second = std::time(nullptr) + name;
+            char path[64];
+            std::strftime(path, sizeof path, "log/Our_tool_%Y-%m-%d_%H-%M-%S.log", std::gmtime(&second));
+            pipes.push_back(directory / path);
+            ASSERT_EQ(::mkfifo(pipes.back().c_str(), 0), 0);
+            fs::permissions(pipes.back(), fs::perms::all);
+        }
+        fs::permissions(directory / "log", static_cast<fs::perms>(0555));
+        const auto log_for_a_while = [&] {
+            ::alarm(20);
+            static_cast<void>(::setresuid(65534, 65534, 65534)); // root may do all
+            start();
+            write(0, 0, "first");
+            soon([start = time::now_ms()] { return time::now_ms() - start > 100; });
+            for (int number = 0; number < 500; ++number) {
+                write(0, 0, "line %d", number);
+            }
+            std::vector<int> ends;
+            for (const auto& pipe : pipes) {
+                ends.push_back(::open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
+            }
+            log.reset();
+            destroy();
+            std::string written;
+            for (const int end : ends) {
+                char part[65536];
+                written.append(part,
+                               static_cast<std::size_t>(std::max(::read(end, part, sizeof part), ssize_t{0})));
+            }
+            std::_Exit(holds(written, "first\n") && holds(written, "line 499\n") ? 10 : 0);
+        };
+        EXPECT_EQ(status_of(log_for_a_while), names);
+        fs::permissions(directory / "log", fs::perms::owner_all);
+        for (const auto& pipe : pipes) {
+            fs::remove(pipe);
+        }
+    }
+}
+
+/// Ends a process of its own while other threads keep the log busy.
 class Log_end_test : public Log_test {
 protected:
     template <class End> int run(End end)
     {
         fs::remove_all(directory / "log");
-        const pid_t child = ::fork();
-        if (child == 0) {
+        return status_of([this, &end] {
             start();
             register_client("the one that fails");
             const auto talk = [] {
@@ -166,10 +232,7 @@ protected:
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             end();
             std::this_thread::sleep_for(std::chrono::seconds(10));
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return WEXITSTATUS(status);
+        });
     }
 };
 

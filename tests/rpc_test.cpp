@@ -16,6 +16,7 @@
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
 #include <thrift/transport/TSocket.h>
+#include <unistd.h>
 
 #include "bench/harness/bench.h"
 #include "bench/harness/raw_connection.h"
@@ -520,7 +521,43 @@ TEST_F(Rpc, ends_in_time_beside_a_caller_that_asks_and_never_reads)
     connection.send_until_full(calls);
     EXPECT_EQ(status().state, eStates::BL_IDLE);
     service->signal(SIGTERM);
-    EXPECT_EQ(service->ends(10s), 0) << service->output();
+    EXPECT_EQ(service->ends(4s), 0) << service->output();
+}
+
+TEST_F(Rpc, serves_again_after_a_time_without_descriptors_or_threads)
+{
+    // Root may have any number of threads. Another user has to reach the program.
+    const auto program = bench.path("flintrow");
+    const std::string as_user = ::geteuid() == 0 ? "exec setpriv --reuid=65534 --clear-groups " : "exec ";
+    std::filesystem::copy_file(FLINTROW_BIN_DIR "/flintrow", program);
+    harness::write_file(bench.path("start"), "#!/bin/sh\n" + as_user + program + " -q\n");
+    std::filesystem::permissions(bench.path(""), std::filesystem::perms::all);
+    for (const auto& file : std::filesystem::recursive_directory_iterator(bench.path(""))) {
+        std::filesystem::permissions(file, std::filesystem::perms::all);
+    }
+    service = bench.start_service({}, bench.path("start"));
+    port = service->listens().value();
+    api = connect_to(port);
+    EXPECT_EQ(api->UpdateComplete(), -1); // it has its thread
+    const auto id = std::to_string(service->id());
+    const std::pair<std::string, const char*> rows[] = {
+        {"nofile=3", "Error: accept(): Too many open files\n"},
+        {"nproc=1", "Error: Resource temporarily unavailable\n"},
+    };
+    for (const auto& [limit, told] : rows) {
+        const auto set = [&](const std::string& soft) {
+            return run({"/bin/sh", "-c", as_user + "prlimit --pid " + id + " --" + soft + ":"});
+        };
+        ASSERT_EQ(set(limit), 0) << said;
+        const Raw_connection caller(port);
+        EXPECT_TRUE(service->says(told, 5s)) << service->output();
+        EXPECT_FALSE(service->ends(1s)) << service->output(); // its token cannot be looked at, and is there
+        EXPECT_EQ(api->UpdateComplete(), -1);
+        ASSERT_EQ(set(limit.substr(0, limit.find('=')) + "=1000"), 0) << said;
+        EXPECT_EQ(connect_to(port)->UpdateComplete(), -1);
+    }
+    service->signal(SIGTERM);
+    EXPECT_EQ(service->ends(4s), 0) << service->output();
 }
 
 TEST_F(Rpc, ends_in_time_in_the_middle_of_a_scan)

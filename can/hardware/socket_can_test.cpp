@@ -14,6 +14,7 @@
 #include <net/if.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include "can/hardware/bus_socket_can.h"
@@ -305,6 +306,24 @@ TEST_F(Socket_can_test, does_not_open_on_an_interface_of_another_kind)
     device = Bus_socket_can::create("lo", false);
     EXPECT_FALSE(device->open() || device->is_open() || write(0x18EA2380, {}));
     EXPECT_EQ(device->description(), "CAN initialization failed");
+}
+
+/// It needs one for the socket, and one that ends its thread.
+TEST_F(Socket_can_test, does_not_open_when_no_descriptor_is_left_and_opens_when_there_is)
+{
+    device = Bus_socket_can::create("vcan0", false);
+    rlimit former{};
+    ::getrlimit(RLIMIT_NOFILE, &former);
+    const int next = ::dup(STDIN_FILENO);
+    ::close(next);
+    for (const int left : {0, 1, 2}) {
+        const rlimit limit{static_cast<rlim_t>(next + left), former.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(device->open(), left == 2);
+        EXPECT_EQ(device->is_open(), left == 2);
+    }
+    ::setrlimit(RLIMIT_NOFILE, &former);
+    EXPECT_TRUE(write(0x18EA2380, {}));
 }
 
 } // namespace

@@ -19,7 +19,7 @@ void Atom::unsubscribe() { remove_routed(Milliseconds_500::id); }
 
 void Atom::on_time_elapsed(message::Message& /*message*/)
 {
-    if (!watching_ || atom_.exists()) {
+    if (!watching_ || !atom_.is_gone()) {
         return;
     }
     watching_ = false;

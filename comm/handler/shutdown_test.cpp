@@ -1,7 +1,12 @@
 #include "comm/handler/shutdown.h"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "comm/test_kit.h"
 #include "comm/time_message.h"
+#include "framework/log/test_kit.h"
 
 namespace qv::comm {
 namespace {
@@ -21,8 +26,9 @@ INSTANTIATE_TEST_SUITE_P(Tokens, Shutdown_test,
                          testing::Values(Case{0, 0, 25}, Case{2000, 5, 25}, Case{2000, 50, 50}, Case{2000, 0, 100},
                                          Case{300, 0, 25}));
 
-TEST_P(Shutdown_test, stops_when_grace_and_tokens_allow_it)
+TEST_P(Shutdown_test, stops_when_grace_and_tokens_allow_it_and_logs_why)
 {
+    const log::test::Lines log;
     const auto [timeout_ms, released_at, stops_at] = GetParam();
     unsigned stops = 0;
     ears_.add(std::make_shared<handler::Shutdown>(primary->id()));
@@ -43,6 +49,21 @@ TEST_P(Shutdown_test, stops_when_grace_and_tokens_allow_it)
         pass<message::time_elapsed::Milliseconds_020>(primary);
     }
     EXPECT_EQ(stops, 1U);
+
+    std::vector<std::string> lines{"16 7 shutdown triggered"};
+    if (timeout_ms != 0) {
+        const auto time = std::to_string(timeout_ms);
+        lines.insert(lines.begin(), "16 0 shutdown token saving timeout " + time); // the handler has no number yet
+        if (released_at != 0) {
+            lines.emplace_back("16 7 shutdown token saving cleared");
+        } else {
+            lines.insert(lines.end(),
+                         {"2 7 shutdown: token(s) timed out (" + std::to_string(std::max(timeout_ms, 500U)) + ")",
+                          "2 7 \tsaving"});
+        }
+    }
+    lines.emplace_back("16 7 shutdown application");
+    EXPECT_EQ(log.lines, lines);
 }
 
 } // namespace

@@ -1,9 +1,12 @@
 #include <array>
+#include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <thread>
 
+#include <gmock/gmock.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include "comm/config_message.h"
 #include "comm/master.h"
@@ -17,6 +20,7 @@
 namespace qv::application::initializer {
 namespace {
 
+namespace fs = std::filesystem;
 using run_wrapper::Run_wrapper;
 
 TEST(Primal_test, works_its_names_out_of_what_it_was_started_with)
@@ -75,21 +79,35 @@ private:
     const bool good_;
 };
 
-/// The first chain comes up and is just let go; the innermost layer of the second fails.
-TEST(Chain_test, takes_the_layers_down_in_order_without_deinit_and_after_a_failure)
-{
-    const std::string title = "Chain test " + std::to_string(::getpid()); // tests run side by side
-    const auto directory = std::filesystem::temp_directory_path() / title;
-    std::filesystem::create_directories(directory);
-    const Start_parameters start{0, nullptr, "", (directory / "config.xml").string()};
+/// A run with a title and a folder of its own; tests run side by side.
+class Chain_test : public testing::Test {
+protected:
+    Chain_test() { fs::create_directories(directory); }
+    ~Chain_test() override
+    {
+        fs::remove_all(directory);
+        Atom(title).remove();
+    }
+    primal::Primal chain_around(std::shared_ptr<Run_wrapper> inner) const
+    {
+        auto components = std::make_shared<components::Components>(std::move(inner), description);
+        return {std::make_shared<comm::Comm>(std::move(components), description), description};
+    }
+
+    const std::string title = "Chain test " + std::to_string(::getpid());
+    const fs::path directory = fs::temp_directory_path() / title;
+    const fs::path file = directory / "config.xml";
+    const Start_parameters start{0, nullptr, "", file.string()};
     const Application_description description{&start, title, {1, 2, 3, 4}, 442};
     std::string notes;
+};
+
+/// The first chain comes up and is just let go; the innermost layer of the second fails.
+TEST_F(Chain_test, takes_the_layers_down_in_order_without_deinit_and_after_a_failure)
+{
     for (const bool good : {true, false}) {
         {
-            auto inner = std::make_shared<Application>(notes, good);
-            auto components = std::make_shared<components::Components>(std::move(inner), description);
-            auto comm = std::make_shared<comm::Comm>(std::move(components), description);
-            primal::Primal outermost(std::move(comm), description);
+            auto outermost = chain_around(std::make_shared<Application>(notes, good));
             EXPECT_EQ(outermost.init(), good);
             EXPECT_TRUE(good || !outermost.deinit());
         }
@@ -99,8 +117,31 @@ TEST(Chain_test, takes_the_layers_down_in_order_without_deinit_and_after_a_failu
     }
     EXPECT_EQ(notes, "init comm changed config signals|gone comm config signals|"
                      "init comm config signals|deinit comm config signals|gone|");
-    std::filesystem::remove_all(directory);
-    Atom(title).remove();
+}
+
+/// The one wait for the writer's real times.
+TEST_F(Chain_test, has_a_changed_key_in_the_file_half_a_second_later_and_ten_seconds_after_the_last_write)
+{
+    using namespace std::chrono_literals;
+    auto outermost = chain_around(std::make_shared<Application>(notes, true));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(outermost.init());
+    const auto document = config::primary_configuration();
+    const auto saved_after = [&](unsigned value) {
+        EXPECT_TRUE(document->set_decimal(document->root.get(), "key", value));
+        const auto wanted = "key_c=\"" + std::to_string(value) + "\"";
+        std::chrono::duration<double> waited{};
+        std::string text;
+        do {
+            std::this_thread::sleep_for(10ms);
+            std::ifstream stream(file);
+            text = {std::istreambuf_iterator<char>(stream), {}};
+            waited = std::chrono::steady_clock::now() - begin;
+        } while (text.find(wanted) == std::string::npos && waited < 30s);
+        return waited;
+    };
+    EXPECT_THAT(saved_after(1), testing::AllOf(testing::Ge(0.5s), testing::Lt(9s)));
+    EXPECT_THAT(saved_after(2), testing::AllOf(testing::Ge(10.5s), testing::Lt(20s)));
 }
 
 } // namespace

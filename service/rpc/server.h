@@ -3,10 +3,9 @@
 #include <cstdint>
 #include <memory>
 
-#include <thrift/server/TThreadedServer.h>
-
 #include "framework/thread/handle.h"
 #include "service/flintrow.h"
+#include "service/rpc/connections.h"
 #include "service/rpc/flintrow_thrift_handler.h"
 
 namespace qv::can_bus::flr {
@@ -32,12 +31,11 @@ private:
 
     static void IPCHandler(Rpc_server* server);
     void serve();
-    void serve_once();
 
     Flintrow& flintrow_;
     const std::shared_ptr<FlintrowThriftHandler> handler_ = std::make_shared<FlintrowThriftHandler>();
     const std::shared_ptr<Readiness> readiness_;
-    apache::thrift::server::TThreadedServer server_;
+    Threaded_server server_;
     const std::shared_ptr<thread::Handle> thread_ = std::make_shared<thread::Handle>("RPC");
 };
 
