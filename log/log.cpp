@@ -86,7 +86,7 @@ Log::~Log()
     write(own_level, default_client, "closing log");
     flush();
     const std::lock_guard guard(file_mutex_);
-    write_clients();
+    close();
     comm::remove_dispatcher(dispatcher_);
 }
 
@@ -193,10 +193,17 @@ void Log::close_at_exit()
 {
     write(own_level, default_client, "closing log");
     if (const auto guard = lock_patiently(file_mutex_)) {
-        static_cast<void>(write_locked());
-        write_clients();
-        closed_ = true;
+        close();
     }
+}
+
+/// The file's mutex is held. When memory ends, the end of the file is lost, and no more.
+void Log::close() noexcept
+try {
+    static_cast<void>(write_locked());
+    write_clients();
+    closed_ = true;
+} catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): there is no log line to tell it
 }
 
 /// Writes what waits, and gives it.
@@ -223,12 +230,14 @@ Log::Items Log::write_locked()
 /// Takes what waits, and tells at its end what was lost.
 Log::Items Log::take_items()
 {
+    Items items; // what may fail comes before anything changes
     const Lock lock(mutex_);
-    if (const auto lost = std::exchange(lost_, 0); lost != 0) {
-        static_cast<void>(append({default_client, own_level, Collector("%u lines lost")(lost), 0, 0}));
+    if (lost_ != 0 && append({default_client, own_level, Collector("%u lines lost")(lost_), 0, 0})) {
+        lost_ = 0;
     }
     waiting_bytes_ = 0;
-    return std::exchange(items_, {});
+    items.swap(items_);
+    return items;
 }
 
 /// The file's mutex is held.

@@ -80,6 +80,7 @@ private:
     Items take_items();
     bool has_file();
     void write_clients();
+    void close() noexcept;
     std::map<Client, std::string> copy_of_clients() const;
     void deliver(Items items);
 

@@ -119,9 +119,10 @@ void Session::begin(Choice choice)
     state = State::BL_START;
 }
 
+/// In the state that `begin` has set. A search sets it as well, and leaves no choice.
 void Session::take_over_choice()
 {
-    if (state != State::BL_START || !choice_) {
+    if (!choice_) {
         return;
     }
     update_kind = choice_->update_kind;
@@ -159,10 +160,9 @@ void Session::search_target(std::shared_ptr<const ZipParser> package)
 
 void Session::run_state()
 {
-    take_over_choice();
-    switch (state) {
+    switch (state) { // looked at once: another thread may begin a session at any moment
         case State::BL_IDLE: error_code = 0; return;
-        case State::BL_START: return leave_start();
+        case State::BL_START: take_over_choice(); return leave_start();
         case State::BL_BOOTLOADER_PENDING: return wait_for_bootloader();
         case State::BL_BOOTLOADER: return leave_bootloader();
         case State::BL_PARSING: return;

@@ -33,7 +33,8 @@ public:
 
 /// Sets the sink, or takes it away with null. Returns when no other thread is inside the former one any more,
 /// which may then be destroyed: so the caller holds nothing that the former sink may wait for. Lines that come
-/// while one sink replaces another are lost. Thread: one at a time.
+/// while one sink replaces another are lost. Thread: one at a time, and not in a signal
+/// handler.
 void set_sink(Sink* sink) noexcept;
 
 /// Whether a line of that level would be written.
@@ -70,7 +71,8 @@ private:
     bool is_text_;
 };
 
-/// Formats and writes when there is a sink that accepts `level`. A line for which there is no memory is lost.
+/// Formats and writes when there is a sink that accepts `level`. A line for which there is no memory is lost, or
+/// empty.
 void write(Level level, Client client, const char* format, std::initializer_list<Argument> arguments);
 
 } // namespace internal

@@ -86,7 +86,7 @@ TEST(Collector_test, keeps_the_text_in_front_of_what_does_not_fit)
     }
     EXPECT_EQ(utf_8(Collector("%% 100%% %%")), "% 100% %");
     EXPECT_EQ(utf_8(Collector("a\xFF%d")(1)), "a") << "a format ends where it is not UTF-8";
-    EXPECT_TRUE(Utf_8_string(Collector("")).is_empty());
+    EXPECT_TRUE(Utf_8_string(Collector("")).is_empty() && !Utf_8_string(Collector("")).is_null());
     EXPECT_TRUE(Utf_8_string(Collector(nullptr)(1)).is_empty());
 }
 

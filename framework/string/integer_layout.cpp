@@ -16,7 +16,7 @@ using formatting::Specification;
 /// How a conversion letter writes a number.
 struct Radix {
     unsigned base;
-    std::size_t group; ///< digits in a group; 0 for a conversion without groups
+    std::size_t group; ///< digits in a group; `none` for a conversion without groups
     Code_point separator;
     const char* digits;
     const char* prefix; ///< with `alternate`

@@ -28,14 +28,6 @@ template <class Primitives> class Storage_traits_non_linear : public Primitives 
 public:
     using typename Primitives::Code_unit;
 
-    static std::size_t count(const Code_unit* begin, const Code_unit* end) noexcept
-    {
-        std::size_t result = 0;
-        for (; begin != end; ++result) {
-            Primitives::read(begin, end);
-        }
-        return result;
-    }
     static const Code_unit* advance(const Code_unit* begin, const Code_unit* end, std::size_t index) noexcept
     {
         for (; index != 0 && begin != end; --index) {

@@ -36,6 +36,17 @@ bool is_refused_control(unsigned char byte) noexcept
 
 bool is_continuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
+std::size_t shortest_length(Code_point code_point) noexcept
+{
+    if (code_point < 0x800) {
+        return code_point < 0x80 ? 1 : 2;
+    }
+    return code_point < 0x10000 ? 3 : 4;
+}
+
+/// A number that stands for no character of its own.
+bool is_surrogate(Code_point code_point) noexcept { return code_point >= 0xD800 && code_point <= 0xDFFF; }
+
 } // namespace
 
 char hex_digit(std::uint32_t value, bool uppercase) noexcept
@@ -184,6 +195,20 @@ bool is_valid_utf_8(const char* bytes, std::size_t length, bool no_controls) noe
             return false;
         }
         index += count;
+    }
+    return true;
+}
+
+bool is_well_formed_utf_8(std::string_view text) noexcept
+{
+    while (!text.empty()) {
+        Code_point code_point = 0;
+        const std::size_t count = internal::decode_one_tested(text, code_point);
+        if (count == 0 || count != shortest_length(code_point) || is_surrogate(code_point) ||
+            code_point > 0x10FFFF) {
+            return false;
+        }
+        text.remove_prefix(count);
     }
     return true;
 }

@@ -46,6 +46,9 @@ std::string remove_whitespace(const std::string& text);
 /// With `no_controls` a byte below 32 other than tabulator, line feed and carriage return is refused too.
 [[nodiscard]] bool is_valid_utf_8(const char* bytes, std::size_t length, bool no_controls) noexcept;
 
+/// Stricter: each code point in its shortest form, no surrogate, none above 0x10FFFF [RFC 3629].
+[[nodiscard]] bool is_well_formed_utf_8(std::string_view text) noexcept;
+
 /// Whether `text` begins with 0xFE and 0xFF, in either order.
 [[nodiscard]] bool has_utf_16_bom(const std::string& text) noexcept;
 

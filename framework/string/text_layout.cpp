@@ -1,10 +1,10 @@
 #include "framework/string/text_layout.h"
 
-#include <cctype>
 #include <cstring>
 #include <string>
 
 #include "framework/string/integer_layout.h"
+#include "framework/string/text.h"
 
 namespace qv::string::internal::format {
 
@@ -79,9 +79,7 @@ void write_roman(Code_point_container& out, const Specification& specification, 
     const auto bits = static_cast<std::uint32_t>(value);
     append_roman(numeral, value < 0 ? 0 - bits : bits);
     if (!uppercase) {
-        for (char& letter : numeral) {
-            letter = static_cast<char>(std::tolower(letter));
-        }
+        to_lower(numeral);
     }
     write_text(out, specification, numeral);
 }

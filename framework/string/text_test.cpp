@@ -103,11 +103,17 @@ TEST(Text_test, removes_whitespace_of_every_width_and_leaves_other_bytes)
 TEST(Text_test, tells_utf_8_from_other_bytes)
 {
     for (const std::string valid : {"a\xC2\x80\xE2\x82\xAC\xF0\x9F\x9A\x9C", "", "\t\r\n"}) {
-        EXPECT_TRUE(is_valid_utf_8(valid.data(), valid.size(), true)) << testing::PrintToString(valid);
+        EXPECT_TRUE(is_valid_utf_8(valid.data(), valid.size(), true) && is_well_formed_utf_8(valid))
+            << testing::PrintToString(valid);
+    }
+    for (const std::string lenient : {"\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xF4\x90\x80\x80"}) {
+        EXPECT_TRUE(is_valid_utf_8(lenient.data(), lenient.size(), true) && !is_well_formed_utf_8(lenient))
+            << testing::PrintToString(lenient);
     }
     for (const std::string text :
          {"\xC1\x80", "\xF5\x80\x80\x80", "\x80", "\xC3", "\xE2\x82", "\xE2\x28\xA1", "\x01"}) {
         EXPECT_FALSE(is_valid_utf_8(text.data(), text.size(), true)) << testing::PrintToString(text);
+        EXPECT_TRUE(text == "\x01" || !is_well_formed_utf_8(text)) << testing::PrintToString(text);
     }
     EXPECT_TRUE(is_valid_utf_8("\t\r\n\x01", 4, false));
     EXPECT_TRUE(has_utf_16_bom("\xFE\xFFz") && has_utf_16_bom("\xFF\xFE") && !has_utf_16_bom("\xFF"));

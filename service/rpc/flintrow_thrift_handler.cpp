@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <mutex>
 
 #include "framework/string/code_page.h"
@@ -41,8 +42,9 @@ eStates::type reported(State state)
 
 std::int32_t percent(const Session& session)
 {
+    const std::uint64_t total =
+        session.progress_total; // first: the session sets it behind a new `progress_current`
     const std::uint64_t current = session.progress_current;
-    const std::uint64_t total = session.progress_total;
     return total == 0 ? 0 : static_cast<std::int32_t>(current * 100 / total);
 }
 
@@ -72,7 +74,7 @@ std::int32_t tell_no_file()
 /// Texts from the bus and from files are UTF-8 or, by their standards, ISO 8859-1; callers get UTF-8.
 std::string utf_8(std::string text)
 {
-    if (string::is_valid_utf_8(text.data(), text.size(), false)) {
+    if (string::is_well_formed_utf_8(text)) {
         return text;
     }
     std::replace_if(
@@ -224,7 +226,9 @@ std::int32_t FlintrowThriftHandler::ScanDirectory(const std::string& path)
 void FlintrowThriftHandler::ListDirectories(std::vector<std::string>& result)
 {
     if (const Call service(*this); service) {
-        result = service->catalogue.contents()->directories;
+        const auto contents = service->catalogue.contents();
+        std::transform(contents->directories.begin(), contents->directories.end(), std::back_inserter(result),
+                       utf_8);
     }
 }
 

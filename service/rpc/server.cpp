@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
@@ -12,6 +13,25 @@ namespace qv::can_bus::flr {
 namespace {
 
 using namespace apache::thrift;
+
+/// The library takes its limit for one message as one for all that ever comes: it begins anew with each call.
+class Caller_transport final : public transport::TBufferedTransport {
+public:
+    using TBufferedTransport::TBufferedTransport;
+    std::uint32_t readEnd() override
+    {
+        resetConsumedMessageSize();
+        return 0;
+    }
+};
+
+class Caller_transport_factory final : public transport::TBufferedTransportFactory {
+public:
+    std::shared_ptr<transport::TTransport> getTransport(std::shared_ptr<transport::TTransport> socket) override
+    {
+        return std::make_shared<Caller_transport>(std::move(socket));
+    }
+};
 
 std::shared_ptr<protocol::TProtocolFactory> make_protocol_factory()
 {
@@ -59,7 +79,7 @@ Rpc_server::Rpc_server(Flintrow& flintrow, std::uint16_t port)
     : flintrow_(flintrow)
     , readiness_(std::make_shared<Readiness>())
     , server_(std::make_shared<::flintrow::FlintrowThriftProcessor>(handler_),
-              std::make_shared<Server_socket>(port), std::make_shared<transport::TBufferedTransportFactory>(),
+              std::make_shared<Server_socket>(port), std::make_shared<Caller_transport_factory>(),
               make_protocol_factory(), std::make_shared<Connection_thread_factory>())
 {
     handler_->attach(flintrow);
