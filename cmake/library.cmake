@@ -16,10 +16,13 @@ function(flintrow_library name)
     endif()
     if(FLINTROW_TESTS AND ARG_TESTS)
         set(label unit)
+        set(timeout 60)
         if(ARG_THREADED)
             set(label threaded)
+            set(timeout 240) # the thread sanitizer takes its time
         endif()
-        flintrow_test(${name}_test SOURCES ${ARG_TESTS} LINKS ${name} ${ARG_TEST_LINKS} LABELS ${label})
+        flintrow_test(${name}_test SOURCES ${ARG_TESTS} LINKS ${name} ${ARG_TEST_LINKS} LABELS ${label}
+            TIMEOUT ${timeout})
     endif()
 endfunction()
 

@@ -1,7 +1,9 @@
 // The part of the session that exchanges memory access messages with the ECU: one request at a time, its
 // repetition, the key, the data phase, the time-out [SAE J1939-73 5.7.14 to 5.7.16].
 
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "service/name_text.h"
 #include "service/session.h"
@@ -36,6 +38,10 @@ void Session::exchange_step()
     if (!address_claimed) {
         return;
     }
+    if (state == State::BL_START) {
+        take_over_choice();
+    }
+    note_target_address();
     switch (access_status_) {
         case Access_status::failed: std::puts("Memory access bootload error! \r\n;"); return end_process_(0);
         case Access_status::busy: return send_request(request_);
@@ -58,13 +64,14 @@ void Session::send_request(const memory_access::Request& new_request)
     request_ = new_request;
     access_timeout_ = answer_timeout;
     access_status_ = Access_status::waiting;
+    chunk_sent_ = false;
     own_ecu_.send(target_node, pdu::pgn::memory_access_request, request_);
 }
 
-/// While a wireless node works no request is open, and a stray answer may not end the session under the worker.
+/// With a wireless node no request is ever open, and a stray answer may not end the session under its worker.
 void Session::on_memory_access_response(const pdu::PDU& pdu)
 {
-    if (state == State::BL_TRANSFERRING || (state == State::BL_PROGRAMMING && update_kind == wireless_package)) {
+    if (update_kind == wireless_package && state != State::BL_IDLE && state != State::BL_TARGET_SEARCH) {
         return;
     }
     const auto response = memory_access::parse_response(pdu.data.bytes());
@@ -98,12 +105,11 @@ void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& 
     }
     access_status_ = Access_status::proceeding;
     if (transfer_step_ == Transfer_step::announced) {
-        own_ecu_.send_with_transport(sender, pdu::pgn::memory_access_data,
-                                     memory_access::chunk_data(chunks_.chunk()));
-    } else if (state == State::BL_RESTART) {
+        send_chunk(sender);
+    } else if (state == State::BL_RESTART && asks_for(memory_access::reset_bootloader)) {
         send_word(sender, image_checksum_);
         state = State::BL_RESTART_PENDING;
-    } else if (state == State::BL_BAUD_PENDING) {
+    } else if (state == State::BL_BAUD_PENDING && asks_for(memory_access::change_bit_rate)) {
         send_word(sender, static_cast<std::uint32_t>(target_baud));
         tick_delay_ = 1;
         access_status_ = Access_status::ready;
@@ -111,15 +117,34 @@ void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& 
     }
 }
 
+/// Once for each request: when the answer comes a second time, the chunk is on its way.
+void Session::send_chunk(const std::shared_ptr<node::Node>& node)
+{
+    if (!std::exchange(chunk_sent_, true)) {
+        own_ecu_.send_with_transport(node, pdu::pgn::memory_access_data,
+                                     memory_access::chunk_data(chunks_.chunk()));
+    }
+}
+
+/// Whether that is the request on its way; an answer may belong to the one before, which was repeated.
+bool Session::asks_for(const memory_access::Request& request) const
+{
+    return std::equal(request.begin(), request.begin() + memory_access::key_position, request_.begin());
+}
+
 void Session::send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const
 {
     own_ecu_.send(node, pdu::pgn::memory_access_data, memory_access::word_data(value));
 }
 
-/// Goes on at once, so that an image travels at the speed of the ECU's answers.
+/// Goes on at once, so that an image travels at the speed of the ECU's answers. A chunk that was not sent yet
+/// cannot be written: that answer is a repetition of the one before, and would leave a hole in the image.
 void Session::on_operation_completed(const std::shared_ptr<node::Node>& sender)
 {
     if (transfer_step_ == Transfer_step::announced) {
+        if (!chunk_sent_) {
+            return;
+        }
         chunks_.confirm();
         transfer_step_ = Transfer_step::completed;
     }
@@ -167,21 +192,33 @@ void Session::on_custom_message(const pdu::PDU& pdu)
     }
 }
 
+/// While the target has an address it is noted: by then another NAME may have taken it.
+void Session::note_target_address()
+{
+    if (target_node != nullptr && target_node->source_address != pdu::null_address) {
+        target_address_ = target_node->source_address;
+    }
+}
+
 /// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader.
 void Session::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
 {
-    take_over_choice();
-    if (state == State::BL_IDLE || (hex_parser == nullptr && zip_parser == nullptr) || target_node == nullptr) {
+    const State now = state; // looked at once: another thread may begin a session at any moment
+    if (now == State::BL_START) {
+        take_over_choice();
+    }
+    if (now == State::BL_IDLE || (hex_parser == nullptr && zip_parser == nullptr) || target_node == nullptr) {
         return; // no session
     }
     std::printf("\t Comparing [%s] %s\r\n", name_text(target_node->name()).c_str(), name_text(name).c_str());
-    const bool took_its_address =
-        target_node->source_address == pdu::null_address && inventory_.find_ecu_by_address(address) != nullptr;
+    const bool took_its_address = target_node->source_address == pdu::null_address && address == target_address_ &&
+                                  inventory_.find_ecu_by_address(address) != nullptr;
     if (target_node->name() != name && !took_its_address) {
         return;
     }
     target_node = node;
-    if (state == State::BL_RESTART_PENDING) {
+    note_target_address();
+    if (now == State::BL_RESTART_PENDING) {
         own_ecu_.request_software_identification(node);
     }
     std::printf("\tTarget Found! [0x%x] %s\r\n", address, name_text(name).c_str());

@@ -58,7 +58,7 @@ std::unique_ptr<Flintrow> Flintrow::create_in(Environment environment, Dispatche
 
 Flintrow::Flintrow(Environment environment, Settings read, Dispatcher_id bus_dispatcher_id)
     : settings(std::move(read))
-    , session(options, catalogue, inventory, own_ecu, environment.end_process)
+    , session(options, inventory, own_ecu, environment.end_process)
     , dispatcher_id(bus_dispatcher_id)
     , environment_(std::move(environment))
 {}

@@ -49,6 +49,23 @@ TEST_F(Flintrow_test, asks_each_new_ecu_who_it_is)
     EXPECT_EQ(flintrow_->inventory.find_ecu_by_address(0x80), nullptr);
 }
 
+TEST_F(Flintrow_test, an_ecu_that_took_the_address_of_another_does_not_speak_for_it)
+{
+    start();
+    const auto part_number_after = [this](const std::string& identification) {
+        receive(identification);
+        return flintrow_->inventory.find_ecu_by_address(0x80)->part_number;
+    };
+    receive(ecu_claim);
+    EXPECT_EQ(part_number_after("18FDC580 50 2D 38 30 2A 2A"), "P-80");
+    receive("18EEFF80 01 00 00 00 00 00 00 00"); // of the lower NAME
+    EXPECT_EQ(part_number_after("18FDC580 51 2D 38 30 2A 2A"), "Q-80") << "perhaps the bootloader of the same ECU";
+    receive("18EEFF81 01 00 E0 12 00 86 00 A0"); // it has moved
+    EXPECT_EQ(part_number_after("18FDC580 52 2D 38 30 2A 2A"), "Q-80");
+    tell_software();
+    EXPECT_TRUE(flintrow_->inventory.find_ecu_by_address(0x80)->hidden);
+}
+
 TEST_F(Flintrow_test, takes_no_claim_that_the_bus_did_not_take_over)
 {
     start();

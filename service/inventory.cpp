@@ -11,6 +11,9 @@ namespace qv::can_bus::flr {
 
 namespace {
 
+/// Whether an ECU has filled a field of its identification.
+bool is_told(const std::string& text) { return !text.empty() && text != "-"; }
+
 void print_added(const Programmable_item& entry)
 {
     std::printf("Adding [%d:0x%16" PRIx64 "] %s:%s:%s\r\n", entry.address, entry.name, entry.title.c_str(),
@@ -78,6 +81,9 @@ void Inventory::ecu_identified(std::uint32_t address, std::span<const std::uint8
         std::printf("%s: couldn't find pECU for %d\n", "ecu_id_handler", static_cast<int>(address));
         return;
     }
+    if (has_moved(address)) {
+        return;
+    }
     const auto text = text_of(cut(bytes));
     std::printf("ECU id source address match (%d)! \r\n\t%s\r\n", static_cast<int>(address), text.c_str());
     change(address, [&text](Programmable_item& entry) { entry.set_ecu_identification(text); });
@@ -86,12 +92,21 @@ void Inventory::ecu_identified(std::uint32_t address, std::span<const std::uint8
 void Inventory::software_identified(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     ecu_list_changed = 1;
-    if (bytes.empty() || find_ecu_by_address(address) == nullptr) {
+    if (bytes.empty() || find_ecu_by_address(address) == nullptr || has_moved(address)) {
         return;
     }
     const auto text = text_of(cut(bytes.subspan(1)));
     std::printf("SWiD [%d]%s\r\n", int{bytes[0]}, text.c_str());
     change(address, [&text](Programmable_item& entry) { entry.set_software_identification(text); });
+}
+
+/// Whether the ECU of that entry now has another address. What is told from this one is told by somebody else, and
+/// would let a file that fits him reach the ECU of the entry.
+bool Inventory::has_moved(std::uint32_t address) const
+{
+    const auto entry = find_ecu_by_address(address);
+    return entry != nullptr && entry->node != nullptr && entry->node->source_address != pdu::null_address &&
+           entry->node->source_address != address;
 }
 
 void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uint8_t> bytes)
@@ -116,11 +131,15 @@ void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uin
     std::puts(")");
 }
 
-/// Behind one node all entries of the sender's part and serial number stand.
+/// Behind one node all entries of the sender's part and serial number stand; those of an ECU that has not told
+/// them yet stand for nobody else.
 void Inventory::set_host(const Programmable_item& sender, const std::string& host)
 {
+    const bool known = is_told(sender.part_number) && is_told(sender.serial_number);
     for (const auto& entry : entries()) {
-        if (entry->part_number == sender.part_number && entry->serial_number == sender.serial_number) {
+        const bool alike =
+            entry->part_number == sender.part_number && entry->serial_number == sender.serial_number;
+        if (entry->address == sender.address || (known && alike)) {
             change(static_cast<std::uint32_t>(entry->address),
                    [&host](Programmable_item& item) { item.host = host; });
             std::printf("%d ", entry->address);

@@ -155,6 +155,11 @@ TEST_F(Inventory_test, a_gateway_tells_the_host_of_all_ecus_behind_it)
               "on_gwpgn: couldn't parse: [.*a*node-2*b*c] (5 entries)\n");
     EXPECT_THAT(said(), testing::ContainsRegex("gwpgn_handler: .3. : .hn node-1. .ecu 0x.*. .updating 3 4 .\n"));
     EXPECT_EQ(inventory.find_ecu_by_address(4)->host + inventory.find_ecu_by_address(5)->host, "node-1");
+    claim(6), claim(7), identify(6, "-*-*"), identify(7, "-*-*"); // they have told nothing that tells them apart
+    testing::internal::CaptureStderr();
+    inventory.gateway_reported(6, bytes("\1*a*node-6*b*c*d"));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(inventory.find_ecu_by_address(6)->host + inventory.find_ecu_by_address(7)->host, "node-6");
 }
 
 TEST_F(Inventory_test, of_a_text_from_the_bus_8192_characters_count)

@@ -34,8 +34,8 @@ Request write_chunk(std::uint16_t length, std::uint32_t address) noexcept
 
 void set_key(Request& request, std::uint16_t key) noexcept
 {
-    request[6] = static_cast<std::uint8_t>(key & 0xFF);
-    request[7] = static_cast<std::uint8_t>(key >> 8);
+    request[key_position] = static_cast<std::uint8_t>(key & 0xFF);
+    request[key_position + 1] = static_cast<std::uint8_t>(key >> 8);
 }
 
 std::optional<Response> parse_response(std::span<const std::uint8_t> bytes) noexcept

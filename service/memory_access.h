@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -54,6 +55,8 @@ inline constexpr Request close_exchange = request(Command::operation_completed, 
 Request erase_sector(std::uint32_t start) noexcept;
 /// The announcement of `length` bytes for `address`.
 Request write_chunk(std::uint16_t length, std::uint32_t address) noexcept;
+/// Where the key of a request stands, behind what it asks for.
+inline constexpr std::size_t key_position = 6;
 /// Stores the answer to an access check in a request.
 void set_key(Request& request, std::uint16_t key) noexcept;
 

@@ -55,10 +55,9 @@ std::string host_of(const Programmable_item& entry)
 
 } // namespace
 
-Session::Session(const Options& options, const Catalogue& catalogue, const Inventory& inventory,
-                 const Own_ecu& own_ecu, std::function<void(int status)> end_process)
+Session::Session(const Options& options, const Inventory& inventory, const Own_ecu& own_ecu,
+                 std::function<void(int status)> end_process)
     : options_(options)
-    , catalogue_(catalogue)
     , inventory_(inventory)
     , own_ecu_(own_ecu)
     , end_process_(std::move(end_process))
@@ -68,13 +67,20 @@ int Session::start_update(const Programmable_item& entry, const std::string& ver
 {
     std::puts("Programming selection -\r");
     const std::unique_lock alone(starting_, std::try_to_lock);
-    if (!alone || state != State::BL_IDLE) {
+    if (!alone || closed_ || state != State::BL_IDLE) {
         return -1;
     }
     if (!entry.matches->hex_matches.empty()) {
         return start_image(entry, version);
     }
     return entry.matches->zip_matches.empty() ? 0 : start_package(entry, version);
+}
+
+bool Session::close()
+{
+    const std::lock_guard alone(starting_);
+    closed_ = closed_ || state == State::BL_IDLE;
+    return closed_;
 }
 
 int Session::start_image(const Programmable_item& entry, const std::string& version)
@@ -129,6 +135,8 @@ void Session::take_over_choice()
     hex_parser = std::move(choice_->image);
     zip_parser = std::move(choice_->package);
     target_node = std::move(choice_->target);
+    target_address_ = pdu::null_address;
+    note_target_address();
     choice_.reset();
     access_status_ = Access_status::ready; // nothing of the last session goes to this ECU
     request_ = {};
@@ -478,20 +486,17 @@ void Session::find_target()
             std::puts("ECU target found\r");
         }
         target_node = entry->node;
+        target_address_ = pdu::null_address;
+        note_target_address();
         tick_delay_ = 2;
         state = State::BL_START;
     }
 }
 
+/// The file that is searched for alone counts; a scan may have found others. A package fits nobody.
 bool Session::fits(const Programmable_item& entry) const
 {
-    const auto files = catalogue_.contents();
-    for (const auto& parser : files->hex_updates) {
-        if (parser->matches(entry.name, entry.part_number.c_str()) == 0) {
-            return true;
-        }
-    }
-    return false;
+    return hex_parser != nullptr && hex_parser->matches(entry.name, entry.part_number.c_str()) == 0;
 }
 
 } // namespace qv::can_bus::flr

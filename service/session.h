@@ -11,7 +11,6 @@
 #include "can/network/node/node.h"
 #include "can/network/pdu/pdu.h"
 #include "service/can_interface.h"
-#include "service/catalogue.h"
 #include "service/image_walk.h"
 #include "service/inventory.h"
 #include "service/memory_access.h"
@@ -69,9 +68,9 @@ inline constexpr std::uint32_t no_worker = 27;
 /// Takes one ECU from its application through its bootloader to a new application, or has a wireless node install
 /// a package.
 ///
-/// Thread: the bus thread runs it. `start_update` and `acknowledge_result` are for any thread: the first acts only
-/// while `state` is idle, and leaves what it has chosen for the bus thread to take over, writing `state` last.
-/// What it was given at construction outlives it.
+/// Thread: the bus thread runs it. `start_update`, `acknowledge_result` and `close` are for any: the first acts
+/// only while `state` is idle, and leaves what it has chosen for the bus thread to take over, writing `state`
+/// last. What it was given at construction outlives it.
 class Session {
 public:
     // The values of `update_kind`.
@@ -79,7 +78,7 @@ public:
     static constexpr std::int32_t wireless_package = 1;
     static constexpr std::int32_t usual_bit_rate = 250000;
 
-    Session(const Options& options, const Catalogue& catalogue, const Inventory& inventory, const Own_ecu& own_ecu,
+    Session(const Options& options, const Inventory& inventory, const Own_ecu& own_ecu,
             std::function<void(int status)> end_process);
 
     /// Begins to program the entry's ECU with the matching image, or without any image the package, of this
@@ -88,7 +87,9 @@ public:
     int start_update(const Programmable_item& entry, const std::string& version);
     /// Ends a session that has a result: 0. In any other state -1.
     int acknowledge_result();
-    /// The command line's file is to go to the first ECU that it fits.
+    /// No session begins any more, as the process is to end. False, and nothing changed, when one runs.
+    bool close();
+    /// The command line's file is to go to an ECU that it fits.
     void search_target(std::shared_ptr<const HexParser> image);
     void search_target(std::shared_ptr<const ZipParser> package);
 
@@ -164,27 +165,32 @@ private:
     void on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender);
     void on_operation_completed(const std::shared_ptr<node::Node>& sender);
     void send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const;
+    void send_chunk(const std::shared_ptr<node::Node>& node);
+    bool asks_for(const memory_access::Request& request) const;
+    void note_target_address();
 
     // One memory access.
     Access_status access_status_ = Access_status::ready;
     std::uint32_t access_timeout_ = 0; ///< seconds left to wait for the answer
     memory_access::Request request_{}; ///< the last one built, for a repetition and the key step
     Transfer_step transfer_step_ = Transfer_step::none;
+    bool chunk_sent_ = false; ///< since the last request
 
     // Position and timers of the session.
     Erase_walk sectors_;
     Chunk_walk chunks_;
-    std::uint32_t image_checksum_ = 0; ///< as read back from the ECU
-    std::uint32_t countdown_ = 0;      ///< seconds
-    std::uint8_t tick_delay_ = 0;      ///< seconds during which ticks do nothing
+    std::uint32_t target_address_ = pdu::null_address; ///< that the target had last
+    std::uint32_t image_checksum_ = 0;                 ///< as read back from the ECU
+    std::uint32_t countdown_ = 0;                      ///< seconds
+    std::uint8_t tick_delay_ = 0;                      ///< seconds during which ticks do nothing
 
     std::mutex starting_;          ///< held while an update is chosen and parsed
+    bool closed_ = false;          ///< guarded by `starting_`
     std::optional<Choice> choice_; ///< written before `state` leaves idle, taken over by the bus thread after
 
     std::unique_ptr<Worker> worker_; ///< of the step that runs over the wireless node
 
     const Options& options_;
-    const Catalogue& catalogue_;
     const Inventory& inventory_;
     const Own_ecu& own_ecu_;
     std::function<void(int status)> end_process_;

@@ -1,3 +1,4 @@
+#include "service/name_text.h"
 #include "service/service_test_kit.h"
 
 namespace qv::can_bus::flr {
@@ -105,6 +106,42 @@ TEST_F(Session_test, asks_for_room_for_each_chunk)
     EXPECT_EQ(sent().back(), close);
     EXPECT_EQ(session().state, State::BL_READ_CHECKSUM);
     EXPECT_THAT(said(), testing::Not(HasSubstr("\x1B[2K")));
+}
+
+TEST_F(Session_test, leaves_no_hole_and_writes_no_chunk_twice_when_answers_are_repeated)
+{
+    reach(Waits_for::write, {"-q"}, 2000);
+    proceed(), proceed();
+    EXPECT_EQ(take_transport().size(), 769U);
+    complete();
+    EXPECT_EQ(sent().back(), "18D980F9 00 65 04 13 00 00 00 00");
+    complete(); // of the first chunk, once more
+    EXPECT_EQ(sent(), Texts{});
+    proceed(), take_transport(), busy(), complete(); // it was busy with what it got
+    EXPECT_EQ(sent().back(), "18D980F9 D0 25 04 16 00 00 00 00");
+}
+
+TEST_F(Session_test, restarts_the_ecu_also_when_the_answer_to_the_question_before_comes_twice)
+{
+    reach(Waits_for::checksum);
+    sent();
+    proceed(), receive(checksum_data), proceed();
+    EXPECT_EQ(session().state, State::BL_RESTART);
+    complete();
+    EXPECT_EQ(sent(), (Texts{close, reset}));
+    proceed();
+    EXPECT_EQ(session().state, State::BL_RESTART_PENDING);
+}
+
+TEST_F(Session_test, takes_no_other_ecu_for_its_target_while_that_is_without_an_address)
+{
+    const std::string stranger = "18EEFF80 01 00 00 00 00 00 00 00"; // takes the address
+    reach(Waits_for::erase);
+    receive(other_claim), receive(stranger), receive(other_claim);
+    EXPECT_EQ(session().target_node->source_address, 0x80U);
+    EXPECT_EQ(name_text(session().target_node->name()), "00000000 00000001");
+    receive("18EEFFFE 01 00 00 00 00 00 00 00"), said(), receive(other_claim);
+    EXPECT_THAT(said(), testing::Not(HasSubstr("Target Found")));
 }
 
 /// An open request, and for how many seconds the session waits for its answer.

@@ -1,16 +1,25 @@
 /**
  * The control interface of the update service: what a user interface on the same terminal calls.
  *
- * Binary protocol over a buffered transport. The server answers on TCP port 9091. A session goes like this:
+ * Binary protocol over a buffered transport. The server listens on 127.0.0.1, TCP port 9091 unless the settings name
+ * another. Nothing is reported unasked: a client polls. A session goes like this:
  * ScanDirectory for each folder of update files, GetECUList, UpdateECU or UpdateECUVersion, GetStatus until the
  * state is BL_FAILURE or BL_COMPLETE_ACK, then UpdateComplete.
  *
- * The i32 results: 0 done, or started; -1 refused, a session is running; -2 no update for the ECU, or the update
- * could not start; -3 no such ECU in the visible list.
+ * The i32 results: 0 done, or started; -1 refused: a session is running, waits for its acknowledgement, or looks for
+ * its ECU; -2 no update for the ECU, or the update could not start; -3 no such ECU in the visible list.
+ *
+ * When an ECU refuses a step of its session, the service ends: the connection breaks, and the service has to be
+ * started again.
  */
 namespace * flintrow
 
-/** What the session does. A change of the bit rate is reported as BL_IDLE. */
+/**
+ * What the session does. A change of the bit rate, and the search for the ECU of a file from the command line, are
+ * reported as BL_IDLE. Over the bus: BL_START, BL_BOOTLOADER_PENDING, BL_BOOTLOADER, BL_ERASING, BL_PROGRAMMING,
+ * BL_READ_CHECKSUM, BL_RESTART, BL_RESTART_PENDING. Over a wireless node: BL_START, BL_BOOTLOADER, BL_TRANSFERRING,
+ * BL_PROGRAMMING, BL_RESTART, BL_RESTART_PENDING. At the end of both BL_COMPLETE and BL_COMPLETE_ACK, or BL_FAILURE.
+ */
 enum eStates {
     BL_IDLE = 0,
     BL_START = 1,
@@ -31,11 +40,17 @@ enum eStates {
 /** One status report. */
 struct stInfo {
     1: required eStates state
-    /** Percent of the running step. */
+    /** Percent of the running step; in BL_RESTART_PENDING of the time that is left to the ECU. */
     2: optional i32 progress
     /** Never set. */
     3: optional string message
-    /** Why the session failed; set in BL_COMPLETE, where it is 0, and in BL_FAILURE. */
+    /**
+     * Why the session failed; set in BL_COMPLETE, where it is 0, and in BL_FAILURE. 2: the ECU did not answer in
+     * time, or its checksum had a wrong length. 4: the wireless node did not finish the installation. 11: the ECU did
+     * not come back. 23: no image. 27: no thread for the upload or the installation. 30: no connection to the node.
+     * 31, 32: the package cannot be looked at, or opened. 33: no package. 34: the upload was broken off or refused.
+     * 36: the node's host name cannot be resolved.
+     */
     4: optional i32 error
 }
 
@@ -49,9 +64,9 @@ struct ecuInfo {
     3: optional string sECUName
     /** The version that is installed. */
     4: optional string sCurrentVersion
-    /** The version of the preferred update; empty when none fits. */
+    /** The version of the preferred update, the newest that fits, installed or not; empty when none fits. */
     5: optional string sUpdateVersion
-    /** All versions on offer. */
+    /** All versions on offer, those of images first. When there is an image, no package can be started. */
     6: optional list<string> stUpdateVersions
 }
 
@@ -59,7 +74,7 @@ struct ecuInfo {
 struct ecuID {
     /** Part number. */
     1: optional string PN
-    /** Revision. */
+    /** Revision; always empty. */
     2: optional string Rev
     /** Serial number. */
     3: optional string SN
@@ -89,7 +104,7 @@ service FlintrowThrift {
     i32 UpdateECUVersion(1: i64 CANAddr, 2: string sVersion)
     /** Acknowledges the result of a finished session; the service is idle again. -1 without one. */
     i32 UpdateComplete()
-    /** Looks for new and changed update files in a folder and all below it. */
+    /** Looks for new and changed update files in a folder and all below it; 0 also when it cannot be opened. */
     i32 ScanDirectory(1: string sPath)
     /** The folders scanned so far. */
     list<string> ListDirectories()

@@ -279,7 +279,7 @@ void FlintrowThriftHandler::GetECUID(::flintrow::ecuID& result, std::int64_t nam
 std::int32_t FlintrowThriftHandler::Shutdown()
 {
     const Call service(*this);
-    if (service && service.is_idle()) {
+    if (service && service->session.close()) {
         service->end_process(0);
     }
     return service ? busy : done;

@@ -97,6 +97,8 @@ void Request::set_common_options()
     set("CURLOPT_USERNAME", CURLOPT_USERNAME, user);
     set("CURLOPT_PASSWORD", CURLOPT_PASSWORD, password);
     set("CURLOPT_CONNECTTIMEOUT", CURLOPT_CONNECTTIMEOUT, connect_limit);
+    set("CURLOPT_QUICK_EXIT", CURLOPT_QUICK_EXIT,
+        1L); // a look-up that hangs is not waited for once it is cancelled
     set("CURLOPT_LOW_SPEED_LIMIT", CURLOPT_LOW_SPEED_LIMIT, trickle);
     set("CURLOPT_LOW_SPEED_TIME", CURLOPT_LOW_SPEED_TIME,
         replacement != 0 ? replacement : static_cast<long>(silence_.count()));
