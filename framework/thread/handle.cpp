@@ -9,14 +9,20 @@ namespace {
 
 std::atomic<Lifecycle_hook> lifecycle_hook{nullptr};
 
-/// Creates a thread with SIGUSR1 blocked: a request to end that comes before the thread can take it waits for it,
-/// instead of ending the process.
-int create_with_blocked_signal(pthread_t& id, void* (*routine)(void*), void* argument)
+/// Creates a thread that leaves the signals which others send to the process to the main thread: one that is just
+/// beginning, or ending, may not lose them. To be ended by SIGUSR1 it begins with that blocked, too: a request
+/// that comes before it can take it waits for it, instead of ending the process.
+int create_with_blocked_signals(pthread_t& id, void* (*routine)(void*), void* argument, Ending ending)
 {
     sigset_t blocked{};
     sigset_t former{};
     ::sigemptyset(&blocked);
-    ::sigaddset(&blocked, SIGUSR1);
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
+        ::sigaddset(&blocked, number);
+    }
+    if (ending == Ending::kill) {
+        ::sigaddset(&blocked, SIGUSR1);
+    }
     ::pthread_sigmask(SIG_BLOCK, &blocked, &former);
     const int result = ::pthread_create(&id, nullptr, routine, argument);
     ::pthread_sigmask(SIG_SETMASK, &former, nullptr);
@@ -43,8 +49,7 @@ bool Handle::start(void* (*routine)(void*), void* argument, Ending ending)
         return store(EBUSY);
     }
     ending_ = ending;
-    const int result = ending == Ending::kill ? create_with_blocked_signal(id_, routine, argument)
-                                              : ::pthread_create(&id_, nullptr, routine, argument);
+    const int result = create_with_blocked_signals(id_, routine, argument, ending);
     joinable_ = result == 0;
     return store(result);
 }

@@ -33,7 +33,8 @@ public:
     Handle(const Handle&) = delete;
     Handle& operator=(const Handle&) = delete;
 
-    /// Starts the thread. False when it cannot be started, or runs already; `error` then tells why.
+    /// Starts the thread, with the signals blocked that others send to the process: the main thread takes them.
+    /// False when it cannot be started, or runs already; `error` then tells why.
     [[nodiscard]] bool start(void* (*routine)(void*), void* argument, Ending ending);
     pthread_t id() const noexcept;
     const std::string& name() const noexcept { return name_; }
