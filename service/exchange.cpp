@@ -38,14 +38,15 @@ void Session::exchange_step()
     if (!address_claimed) {
         return;
     }
-    if (state == State::BL_START) {
+    const State now = state; // looked at once: another thread may begin a session at any moment
+    if (now == State::BL_START) {
         take_over_choice();
     }
     note_target_address();
     switch (access_status_) {
         case Access_status::failed: std::puts("Memory access bootload error! \r\n;"); return end_process_(0);
         case Access_status::busy: return send_request(request_);
-        case Access_status::ready: return run_state();
+        case Access_status::ready: return run_state(now);
         case Access_status::waiting:
         case Access_status::proceeding: break;
     }
@@ -192,6 +193,14 @@ void Session::on_custom_message(const pdu::PDU& pdu)
     }
 }
 
+/// Begins with a target.
+void Session::aim_at(std::shared_ptr<node::Node> node)
+{
+    target_node = std::move(node);
+    target_address_ = pdu::null_address;
+    note_target_address();
+}
+
 /// While the target has an address it is noted: by then another NAME may have taken it.
 void Session::note_target_address()
 {
@@ -203,7 +212,7 @@ void Session::note_target_address()
 /// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader.
 void Session::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
 {
-    const State now = state; // looked at once: another thread may begin a session at any moment
+    const State now = state; // looked at once, as in `exchange_step`
     if (now == State::BL_START) {
         take_over_choice();
     }
@@ -216,7 +225,7 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
     if (target_node->name() != name && !took_its_address) {
         return;
     }
-    target_node = node;
+    target_node = node; // with the address that was noted, should it have lost its own
     note_target_address();
     if (now == State::BL_RESTART_PENDING) {
         own_ecu_.request_software_identification(node);

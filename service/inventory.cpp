@@ -11,6 +11,14 @@ namespace qv::can_bus::flr {
 
 namespace {
 
+/// Whether the ECU of that entry now has another address. What is told from the entry's is told by somebody else,
+/// and would let a file that fits him reach the ECU of the entry.
+bool has_moved(const Programmable_item& entry)
+{
+    return entry.node != nullptr && entry.node->source_address != pdu::null_address &&
+           entry.node->source_address != static_cast<std::uint32_t>(entry.address);
+}
+
 /// Whether an ECU has filled a field of its identification.
 bool is_told(const std::string& text) { return !text.empty() && text != "-"; }
 
@@ -77,36 +85,29 @@ int Inventory::ecu_address_claimed(std::uint32_t address, name::Name name, std::
 void Inventory::ecu_identified(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     ecu_list_changed = 1;
-    if (find_ecu_by_address(address) == nullptr) {
+    const auto entry = find_ecu_by_address(address);
+    if (entry == nullptr) {
         std::printf("%s: couldn't find pECU for %d\n", "ecu_id_handler", static_cast<int>(address));
         return;
     }
-    if (has_moved(address)) {
+    if (has_moved(*entry)) {
         return;
     }
     const auto text = text_of(cut(bytes));
     std::printf("ECU id source address match (%d)! \r\n\t%s\r\n", static_cast<int>(address), text.c_str());
-    change(address, [&text](Programmable_item& entry) { entry.set_ecu_identification(text); });
+    change(address, [&text](Programmable_item& item) { item.set_ecu_identification(text); });
 }
 
 void Inventory::software_identified(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     ecu_list_changed = 1;
-    if (bytes.empty() || find_ecu_by_address(address) == nullptr || has_moved(address)) {
+    const auto entry = find_ecu_by_address(address);
+    if (bytes.empty() || entry == nullptr || has_moved(*entry)) {
         return;
     }
     const auto text = text_of(cut(bytes.subspan(1)));
     std::printf("SWiD [%d]%s\r\n", int{bytes[0]}, text.c_str());
-    change(address, [&text](Programmable_item& entry) { entry.set_software_identification(text); });
-}
-
-/// Whether the ECU of that entry now has another address. What is told from this one is told by somebody else, and
-/// would let a file that fits him reach the ECU of the entry.
-bool Inventory::has_moved(std::uint32_t address) const
-{
-    const auto entry = find_ecu_by_address(address);
-    return entry != nullptr && entry->node != nullptr && entry->node->source_address != pdu::null_address &&
-           entry->node->source_address != address;
+    change(address, [&text](Programmable_item& item) { item.set_software_identification(text); });
 }
 
 void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uint8_t> bytes)

@@ -58,7 +58,6 @@ public:
 
 private:
     void set_host(const Programmable_item& sender, const std::string& host);
-    bool has_moved(std::uint32_t address) const;
     template <class Change> bool change(std::uint32_t address, Change change);
     template <class Updates>
     void match(const Updates& updates, const Programmable_item& entry, Updates& matches,

@@ -134,9 +134,7 @@ void Session::take_over_choice()
     update_kind = choice_->update_kind;
     hex_parser = std::move(choice_->image);
     zip_parser = std::move(choice_->package);
-    target_node = std::move(choice_->target);
-    target_address_ = pdu::null_address;
-    note_target_address();
+    aim_at(std::move(choice_->target));
     choice_.reset();
     access_status_ = Access_status::ready; // nothing of the last session goes to this ECU
     request_ = {};
@@ -166,11 +164,11 @@ void Session::search_target(std::shared_ptr<const ZipParser> package)
     state = State::BL_TARGET_SEARCH;
 }
 
-void Session::run_state()
+void Session::run_state(State now)
 {
-    switch (state) { // looked at once: another thread may begin a session at any moment
+    switch (now) {
         case State::BL_IDLE: error_code = 0; return;
-        case State::BL_START: take_over_choice(); return leave_start();
+        case State::BL_START: return leave_start();
         case State::BL_BOOTLOADER_PENDING: return wait_for_bootloader();
         case State::BL_BOOTLOADER: return leave_bootloader();
         case State::BL_PARSING: return;
@@ -485,9 +483,7 @@ void Session::find_target()
         if (options_.verbose > 0) {
             std::puts("ECU target found\r");
         }
-        target_node = entry->node;
-        target_address_ = pdu::null_address;
-        note_target_address();
+        aim_at(entry->node);
         tick_delay_ = 2;
         state = State::BL_START;
     }

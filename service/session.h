@@ -132,7 +132,7 @@ private:
     void begin(Choice choice);
     void take_over_choice();
     void exchange_step();
-    void run_state();
+    void run_state(State now);
     void leave_start();
     void enter_bootloader();
     void wait_for_bootloader();
@@ -167,6 +167,7 @@ private:
     void send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const;
     void send_chunk(const std::shared_ptr<node::Node>& node);
     bool asks_for(const memory_access::Request& request) const;
+    void aim_at(std::shared_ptr<node::Node> node);
     void note_target_address();
 
     // One memory access.

@@ -142,6 +142,8 @@ TEST_F(Session_test, takes_no_other_ecu_for_its_target_while_that_is_without_an_
     EXPECT_EQ(name_text(session().target_node->name()), "00000000 00000001");
     receive("18EEFFFE 01 00 00 00 00 00 00 00"), said(), receive(other_claim);
     EXPECT_THAT(said(), testing::Not(HasSubstr("Target Found")));
+    receive("18EEFF80 02 00 00 00 00 00 00 00");
+    EXPECT_THAT(said(), HasSubstr("Target Found! [0x80]")) << "at the address that it had last";
 }
 
 /// An open request, and for how many seconds the session waits for its answer.

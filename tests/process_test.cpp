@@ -235,7 +235,7 @@ TEST_F(Program, starts_and_stops_many_times_without_a_hang)
             std::this_thread::sleep_for(round * 3ms);
         }
         service->signal(SIGTERM);
-        const auto status = service->ends(30s); // a hang, and not a busy machine
+        const auto status = service->ends(10s);
         ASSERT_TRUE(status == 0 || (round % 2 == 1 && status == -SIGTERM))
             << "round " << round << ", status " << status.value_or(999) << "\n"
             << service->output();

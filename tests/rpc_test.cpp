@@ -547,15 +547,12 @@ TEST_F(Rpc, serves_again_after_a_time_without_descriptors_or_threads)
         const char *limit, *former, *told;
         bool ends_the_caller;
     };
-    for (const auto& row : {
+    std::vector<Shortage> rows{
+        {"nproc=1:", "nproc=$(ulimit -Hu):", "Error: Resource temporarily unavailable\n", true}};
 #if !defined(__SANITIZE_ADDRESS__) // which needs descriptors of its own
-             Shortage{"nofile=3:", "nofile=$(ulimit -Hn):", "Error: accept(): Too many open files\n", false},
+    rows.push_back({"nofile=3:", "nofile=$(ulimit -Hn):", "Error: accept(): Too many open files\n", false});
 #endif
-                 Shortage
-             {
-                 "nproc=1:", "nproc=$(ulimit -Hu):", "Error: Resource temporarily unavailable\n", true
-             }
-         }) {
+    for (const auto& row : rows) {
         const auto set = [&](const std::string& limit) {
             return run({"/bin/bash", "-c", as_user + "prlimit --pid " + id + " --" + limit});
         };

@@ -70,7 +70,10 @@ TEST_F(Traffic, that_breaks_off_or_is_malformed_is_told)
     const std::pair<std::string, const char*> rows[] = {
         {request + packets + end, "1 long messages, each complete"},
         {request + packets, "has no end"},
-        {request + last + end, "1 packets of a message of 10 bytes"},
+        {request + last + end, "packet 2 where 1 is due"},
+        {request + packets + last + end, "packet 2 where 3 is due"},
+        {request + packets.substr(0, packets.find("(0.3)")) + end, "1 packets of a message of 10 bytes"},
+        {request + packets + "(0.4) can0 1CEC9080#130B0002FFEBFE00\n", "confirms another message"},
         {packets, "a packet of no message"},
         {request + request, "begins within another"},
         {"(0.1) can0 123#1122\n", "frame 1 is"},
