@@ -8,6 +8,8 @@
 #include <cstring>
 #include <new>
 
+#include "framework/byte_text.h"
+
 namespace qv::config {
 
 namespace {
@@ -32,47 +34,13 @@ template <std::size_t size, class... Arguments> std::string print(const char* fo
     return buffer.data();
 }
 
-std::string hex_digits(const Byte_array& bytes)
-{
-    constexpr const char* digits = "0123456789abcdef";
-    std::string text;
-    text.reserve(std::size_t{2} * bytes.size());
-    for (const std::uint8_t byte : bytes.bytes()) {
-        text += digits[byte >> 4U];
-        text += digits[byte & 0xFU];
-    }
-    return text;
-}
-
-/// A character that is no digit counts as 0.
-std::uint8_t nibble(char digit) noexcept
-{
-    if (digit >= '0' && digit <= '9') {
-        return static_cast<std::uint8_t>(digit - '0');
-    }
-    if (digit >= 'A' && digit <= 'F') {
-        return static_cast<std::uint8_t>(digit - 'A' + 10);
-    }
-    if (digit >= 'a' && digit <= 'f') {
-        return static_cast<std::uint8_t>(digit - 'a' + 10);
-    }
-    return 0;
-}
-
 bool binary_from_text(Byte_array& bytes, std::string_view text)
 {
     if (text.empty()) {
         bytes.clear();
         return true;
     }
-    const std::size_t count = text.size() / 2;
-    if (count == 0 || !bytes.resize(static_cast<std::uint32_t>(count))) {
-        return false;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        bytes.begin()[i] = static_cast<std::uint8_t>(nibble(text[2 * i]) << 4U | nibble(text[2 * i + 1]));
-    }
-    return true;
+    return from_hex_text(bytes, static_cast<std::uint32_t>(text.size() / 2), std::string(text).c_str());
 }
 
 bool is_letter(char c) noexcept { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
@@ -134,7 +102,7 @@ std::string value_to_text(const Key& key)
             return print<22>("%d", static_cast<std::int32_t>(std::get<std::uint32_t>(key.value)));
         case Key_type::real_number: return print<22>("%e", static_cast<double>(std::get<float>(key.value)));
         case Key_type::hexadecimal: return print<16>("%08x", std::get<std::uint32_t>(key.value));
-        case Key_type::binary: return hex_digits(std::get<Byte_array>(key.value));
+        case Key_type::binary: return to_hex_text(std::get<Byte_array>(key.value));
     }
     return {};
 }

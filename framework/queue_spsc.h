@@ -82,7 +82,11 @@ public:
     }
 
     bool empty() const override { return head_.value() == tail_.value(); }
-    bool full() const override { return tail_.value() - head_.value() >= capacity_; }
+    bool full() const override
+    {
+        const auto head = head_.value(); // first: what is read later has gone on at least as far
+        return tail_.value() - head >= capacity_;
+    }
     std::uint32_t capacity() const noexcept { return capacity_; }
     /// Elements that were dropped.
     std::uint32_t overflow_count() const noexcept { return overflow_count_.value(); }

@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "comm/master.h"
+#include "service/update_place.h"
 
 namespace qv::can_bus::flr {
 
@@ -36,7 +37,7 @@ unsigned type_of(DIR* directory, const dirent& entry)
 /// Files and directories in the order of the directory. All at once, so that in depth only one is open.
 std::optional<std::vector<Entry>> list(const std::string& path)
 {
-    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), &::closedir);
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(place_of(path).c_str()), &::closedir);
     if (directory == nullptr) {
         return std::nullopt;
     }

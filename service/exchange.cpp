@@ -15,6 +15,25 @@ namespace {
 constexpr std::uint32_t answer_timeout = 30;       // seconds
 constexpr std::uint8_t last_ordinary_message = 15; // first byte of a proprietary message; above are heartbeats
 
+/// Whether a session in this state can have asked its ECU for something.
+bool asks(State state)
+{
+    switch (state) {
+        case State::BL_IDLE:
+        case State::BL_START:
+        case State::BL_COMPLETE:
+        case State::BL_COMPLETE_ACK:
+        case State::BL_FAILURE:
+        case State::BL_TARGET_SEARCH: return false;
+        default: return true;
+    }
+}
+
+bool has_address(const std::shared_ptr<node::Node>& node)
+{
+    return node != nullptr && node->source_address != pdu::null_address;
+}
+
 /// Who sent the message itself, not who speaks for its working set.
 const std::shared_ptr<node::Node>& sender_of(const pdu::PDU& pdu)
 {
@@ -22,6 +41,23 @@ const std::shared_ptr<node::Node>& sender_of(const pdu::PDU& pdu)
 }
 
 } // namespace
+
+/// The sending of one chunk. The transport holds it until it is done.
+class Chunk_sending final : public data_supplier::Data_supplier {
+public:
+    explicit Chunk_sending(std::shared_ptr<node::Node> node) noexcept
+        : receiver(std::move(node))
+    {}
+
+    bool get(std::span<std::uint8_t> view, const Byte_array& payload, std::uint32_t offset) override
+    {
+        is_through = is_through || offset + view.size() == payload.size();
+        return Data_supplier::get(view, payload, offset);
+    }
+
+    const std::shared_ptr<node::Node> receiver;
+    bool is_through = false; ///< its last byte was on the bus
+};
 
 void Session::on_second()
 {
@@ -38,7 +74,7 @@ void Session::exchange_step()
     if (!address_claimed) {
         return;
     }
-    const State now = state; // looked at once: another thread may begin a session at any moment
+    const State now = state; // one look only: another thread may begin a session at any moment
     if (now == State::BL_START) {
         take_over_choice();
     }
@@ -55,7 +91,6 @@ void Session::exchange_step()
         return;
     }
     std::puts("MemoryAccess Timeout: Aborting\r");
-    access_status_ = Access_status::ready;
     fail(0);
 }
 
@@ -65,7 +100,6 @@ void Session::send_request(const memory_access::Request& new_request)
     request_ = new_request;
     access_timeout_ = answer_timeout;
     access_status_ = Access_status::waiting;
-    chunk_sent_ = false;
     own_ecu_.send(target_node, pdu::pgn::memory_access_request, request_);
 }
 
@@ -83,7 +117,9 @@ void Session::on_memory_access_response(const pdu::PDU& pdu)
         case memory_access::Answer::proceed: return on_proceed(response->seed, sender_of(pdu));
         case memory_access::Answer::busy:
             std::puts("Busy\t\t: \r");
-            access_status_ = Access_status::busy;
+            if (asks(state)) {
+                access_status_ = Access_status::busy;
+            }
             return;
         case memory_access::Answer::operation_completed: return on_operation_completed(sender_of(pdu));
         case memory_access::Answer::bootload_status: std::puts("Received MA status bootload??\r"); return;
@@ -94,9 +130,13 @@ void Session::on_memory_access_response(const pdu::PDU& pdu)
     }
 }
 
-/// The key of the bootloader's access check is the seed itself; the request goes out again with it.
+/// The key of the bootloader's access check is the seed itself; the request goes out again with it. An answer to
+/// what is over, such as the repeated one of an ECU that restarts, opens nothing.
 void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender)
 {
+    if (!asks(state) || (state == State::BL_RESTART_PENDING && access_status_ == Access_status::ready)) {
+        return;
+    }
     if (seed != memory_access::Response::no_key_needed) {
         if (own_ecu_.attached()) {
             memory_access::set_key(request_, seed);
@@ -118,13 +158,32 @@ void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& 
     }
 }
 
-/// Once for each request: when the answer comes a second time, the chunk is on its way.
+/// Not while it is on its way: the second one would reach the ECU as the data of the next chunk.
 void Session::send_chunk(const std::shared_ptr<node::Node>& node)
 {
-    if (!std::exchange(chunk_sent_, true)) {
-        own_ecu_.send_with_transport(node, pdu::pgn::memory_access_data,
-                                     memory_access::chunk_data(chunks_.chunk()));
+    if (const auto sending = chunk_sending_.lock(); sending != nullptr && sending->receiver == node) {
+        return;
     }
+    const auto sending = std::make_shared<Chunk_sending>(node);
+    chunk_sending_ = sending;
+    chunk_sent_ = true;
+    own_ecu_.send_with_transport(node, pdu::pgn::memory_access_data, memory_access::chunk_data(chunks_.chunk()),
+                                 sending);
+}
+
+/// Nothing is left to repeat it once the ECU has the chunk, or the session is over.
+void Session::withdraw_chunk()
+{
+    if (const auto sending = chunk_sending_.lock()) {
+        own_ecu_.withdraw(*sending);
+    }
+}
+
+/// What was not sent, or not to its end, cannot be written: the answer is that to the chunk before, once more.
+bool Session::may_be_written(const std::shared_ptr<node::Node>& sender) const
+{
+    const auto sending = chunk_sending_.lock();
+    return chunk_sent_ && (sending == nullptr || sending->is_through || sending->receiver != sender);
 }
 
 /// Whether that is the request on its way; an answer may belong to the one before, which was repeated.
@@ -138,14 +197,14 @@ void Session::send_word(const std::shared_ptr<node::Node>& node, std::uint32_t v
     own_ecu_.send(node, pdu::pgn::memory_access_data, memory_access::word_data(value));
 }
 
-/// Goes on at once, so that an image travels at the speed of the ECU's answers. A chunk that was not sent yet
-/// cannot be written: that answer is a repetition of the one before, and would leave a hole in the image.
+/// Goes on at once, so that an image travels at the speed of the ECU's answers.
 void Session::on_operation_completed(const std::shared_ptr<node::Node>& sender)
 {
     if (transfer_step_ == Transfer_step::announced) {
-        if (!chunk_sent_) {
+        if (!may_be_written(sender)) {
             return;
         }
+        withdraw_chunk();
         chunks_.confirm();
         transfer_step_ = Transfer_step::completed;
     }
@@ -193,18 +252,23 @@ void Session::on_custom_message(const pdu::PDU& pdu)
     }
 }
 
-/// Begins with a target.
+/// Begins with this target. When the update before failed it may be left in its bootloader, under the NAME of
+/// that.
 void Session::aim_at(std::shared_ptr<node::Node> node)
 {
-    target_node = std::move(node);
+    const bool is_left_in_bootloader = node == chosen_node_ && !has_address(node) && has_address(target_node);
+    chosen_node_ = std::move(node);
+    if (!is_left_in_bootloader) {
+        target_node = chosen_node_;
+    }
     target_address_ = pdu::null_address;
     note_target_address();
 }
 
-/// While the target has an address it is noted: by then another NAME may have taken it.
+/// While the target has an address it is noted: at its next look the session may find it without.
 void Session::note_target_address()
 {
-    if (target_node != nullptr && target_node->source_address != pdu::null_address) {
+    if (has_address(target_node)) {
         target_address_ = target_node->source_address;
     }
 }
@@ -212,7 +276,7 @@ void Session::note_target_address()
 /// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader.
 void Session::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
 {
-    const State now = state; // looked at once, as in `exchange_step`
+    const State now = state; // one look, as in `exchange_step`
     if (now == State::BL_START) {
         take_over_choice();
     }
@@ -220,13 +284,13 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
         return; // no session
     }
     std::printf("\t Comparing [%s] %s\r\n", name_text(target_node->name()).c_str(), name_text(name).c_str());
-    const bool took_its_address = target_node->source_address == pdu::null_address && address == target_address_ &&
+    const bool took_its_address = !has_address(target_node) && address == target_address_ &&
                                   inventory_.find_ecu_by_address(address) != nullptr;
     if (target_node->name() != name && !took_its_address) {
         return;
     }
-    target_node = node; // with the address that was noted, should it have lost its own
-    note_target_address();
+    target_node = node;
+    note_target_address(); // unless this claim tells that it has none: then the last one stays
     if (now == State::BL_RESTART_PENDING) {
         own_ecu_.request_software_identification(node);
     }

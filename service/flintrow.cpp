@@ -6,20 +6,19 @@
 
 #include "can/network/bus_message.h"
 #include "comm/master.h"
-#include "framework/file/root.h"
 #include "framework/log/hook.h"
 #include "framework/thread/process_exit.h"
 #include "service/bus_observer.h"
 #include "service/name_text.h"
 #include "service/pdu_request_observer.h"
 #include "service/programmable_item_pdu_observer.h"
+#include "service/update_place.h"
 
 namespace qv::can_bus::flr {
 
 namespace {
 
 constexpr const char* can_interface_name = "can1";
-constexpr const char* startup_directory = "/usr/local/src/bitstreams/isonode";
 
 /// The file of the command line, or nothing when it is none of this kind.
 template <class Kind> std::shared_ptr<const Kind> parse_whole(const Options& options)
@@ -114,7 +113,7 @@ void Flintrow::open_write_file()
 
 void Flintrow::scan_at_start()
 {
-    catalogue.scan_directory(file::rooted(startup_directory));
+    catalogue.scan_directory(startup_directory);
     if (!options.directory.empty()) {
         catalogue.scan_directory(options.directory);
     }

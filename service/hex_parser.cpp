@@ -70,7 +70,7 @@ bool HexParser::take_record(bool header_only)
     }
 }
 
-/// Data that would run beyond 32 bits of address are refused.
+/// Data that would run beyond 32 bits of address, and too many pieces, are refused.
 bool HexParser::on_data(bool header_only)
 {
     if (header_only) {
@@ -82,8 +82,7 @@ bool HexParser::on_data(bool header_only)
     if (address > UINT32_MAX - record_.length) {
         return false;
     }
-    image_.add_data(address, record_.bytes());
-    return true;
+    return image_.add_data(address, record_.bytes());
 }
 
 /// One kind of upper address ends the other. A record too short for its address is refused.

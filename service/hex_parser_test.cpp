@@ -67,6 +67,10 @@ TEST_F(HexParser_test, refuses_a_bad_file)
     while (tables.size() < 64 * sector_0.size()) {
         tables += sector_0;
     }
+    std::string pieces;
+    for (int count = 0; count < 33000; ++count) {
+        pieces += record("01 1000 00 11") + record("01 1010 00 22");
+    }
     const Row rows[] = {
         {":0100000000FE\n", ""}, // wrong checksum
         {":\n", ""},             // no digits
@@ -78,10 +82,11 @@ TEST_F(HexParser_test, refuses_a_bad_file)
         {record("02 0000 04 FFFF") + record("02 FFFF 00 1122"), ""}, // beyond 32 bits
         {block + block + block + block + block, "Error: Ecu Info out of bounds\r\n"},
         {tables, "Error: Memory Definition out of bounds\r\n"},
+        {pieces, ""},
     };
     for (const auto& [text, expected] : rows) {
-        EXPECT_EQ(parse(sector_0 + text + end_of_file), -1) << text;
-        EXPECT_EQ(words, expected) << text;
+        EXPECT_EQ(parse(sector_0 + text + end_of_file), -1) << text.substr(0, 80);
+        EXPECT_EQ(words, expected) << text.substr(0, 80);
     }
 }
 

@@ -73,9 +73,12 @@ bool Image::define_sector(std::size_t index, std::uint32_t start, std::uint32_t 
     return true;
 }
 
-void Image::add_data(std::uint32_t address, std::span<const std::uint8_t> bytes)
+bool Image::add_data(std::uint32_t address, std::span<const std::uint8_t> bytes)
 {
     if (blocks_.last() == nullptr || blocks_.last()->end != address) {
+        if (blocks_.count() == block_limit) {
+            return false;
+        }
         auto& block = blocks_.append();
         block.start = address;
         block.end = address;
@@ -85,6 +88,7 @@ void Image::add_data(std::uint32_t address, std::span<const std::uint8_t> bytes)
     mark_sectors(address, length);
     data_size_ += length;
     data_checksum_ += sum_of_words(bytes);
+    return true;
 }
 
 void Image::mark(Flash_sector& sector) noexcept

@@ -37,7 +37,7 @@ struct Data_block {
         void operator()(std::uint8_t* memory) const noexcept { std::free(memory); }
     };
 
-    /// Appends bytes, at most `growth` of them. Without memory the process ends with status 1.
+    /// Appends bytes, at most `first_capacity` of them. Without memory the process ends with status 1.
     void append(std::span<const std::uint8_t> bytes);
     std::uint32_t size() const noexcept { return end - start; }
 
@@ -85,13 +85,15 @@ class Image {
 public:
     /// More tables than any ECU has; a file that defines more is refused.
     static constexpr std::uint32_t table_limit = 64;
+    /// More runs of data than any image has, as each takes memory of its own.
+    static constexpr std::uint32_t block_limit = 65536;
 
     /// A sector of the last table; index 0 opens a new one. False, with nothing changed, for an index beyond
     /// the table, without a table to write into, and beyond `table_limit`.
     [[nodiscard]] bool define_sector(std::size_t index, std::uint32_t start, std::uint32_t end);
     /// Adds the bytes of one data record and marks the sectors that they touch. `address` + size must not
-    /// exceed 32 bits.
-    void add_data(std::uint32_t address, std::span<const std::uint8_t> bytes);
+    /// exceed 32 bits. False, with nothing changed, beyond `block_limit`.
+    [[nodiscard]] bool add_data(std::uint32_t address, std::span<const std::uint8_t> bytes);
 
     /// The index of the first existing sector with start <= `address` < end, or -1. The last byte of a sector
     /// is in none by this test.
@@ -117,9 +119,9 @@ private:
                    record_limit < end;
         }
         std::uint32_t address = 0;
-        std::uint32_t limit = 0;
+        std::uint32_t limit = 0; ///< behind the record
         std::uint32_t until = 0; ///< 0 covers nothing
-        std::uint32_t end = 0;
+        std::uint32_t end = 0;   ///< of the sector
     };
 
     void mark_sectors(std::uint32_t address, std::uint32_t length);

@@ -28,7 +28,7 @@ const Flash_sector* Erase_walk::next()
 
 void Chunk_walk::start(const Image& image)
 {
-    clear();
+    *this = {};
     enter(image.blocks().first());
 }
 

@@ -9,11 +9,10 @@ namespace qv::can_bus::flr {
 
 /// The way through the sectors of an image that are to be erased, table after table.
 ///
-/// The image outlives the walk, or the walk is cleared.
+/// The image outlives the calls of the walk.
 class Erase_walk {
 public:
     void start(const Image& image);
-    void clear() noexcept { *this = {}; }
     /// The next dirty sector, or null behind the last one.
     const Flash_sector* next();
 
@@ -25,13 +24,12 @@ private:
 /// The way through the data of an image in chunks that an ECU takes in one transfer.
 ///
 /// A chunk has 768 bytes at most, lies in one block, and ends with its sector where the sector's rule applies:
-/// `next` tells it. The image outlives the walk, or the walk is cleared.
+/// `next` tells it. The image outlives the calls of the walk.
 class Chunk_walk {
 public:
     static constexpr std::int64_t chunk_size_maximum = 768;
 
     void start(const Image& image);
-    void clear() noexcept { *this = {}; }
 
     /// Whether the block at hand has bytes that are not confirmed.
     bool has_bytes() const noexcept { return block_remaining_ > 0; }

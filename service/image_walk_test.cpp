@@ -29,6 +29,7 @@ TEST(Chunk_test, blocks_are_cut)
         {{{0, 8000, 8999}, {1, 0, 999}, {2, 1000, 4095}},  {{900, 900}},                    "900+100 1000+768 1768+32 "},
         {{{0, 8000, 8999}, {1, 0, 999}},                   {{500, 499}},                    "500+499 "}, // behind it is no sector
         {{{0, 8000, 8999}, {1, 1000, 1999}, {2, 0, 7000}}, {{500, 800}},                    "500+768 1268+32 "}, // overlap
+        {{{0, 0, 0}, {1, 0, 0}, {2, 0, 99}, {3, 100, 999}}, {{50, 100}},                    "50+50 100+50 "}, // two are empty
     };
     // clang-format on
     for (const auto& [sectors, data, expected] : rows) {
@@ -38,7 +39,7 @@ TEST(Chunk_test, blocks_are_cut)
         }
         for (const auto& [address, length] : data) {
             for (std::uint32_t place = 0; place < length; ++place) {
-                image.add_data(address + place, std::vector<std::uint8_t>(1));
+                EXPECT_TRUE(image.add_data(address + place, std::vector<std::uint8_t>(1)));
             }
         }
         std::string chunks;
@@ -61,7 +62,7 @@ TEST(Erase_test, visits_the_dirty_sectors_of_all_tables_once)
         ASSERT_TRUE(image.define_sector(sector.index, sector.start, sector.end));
     }
     for (const auto address : {1100U, 6100U, 1200U}) {
-        image.add_data(address, std::vector<std::uint8_t>(4));
+        EXPECT_TRUE(image.add_data(address, std::vector<std::uint8_t>(4)));
     }
     Erase_walk walk;
     walk.start(image);

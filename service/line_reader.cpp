@@ -6,11 +6,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "service/update_place.h"
+
 namespace qv::can_bus::flr {
 
 Line_reader::Line_reader(const std::string& path)
     // Not blocking: should the path by now lead to a pipe, nothing waits for its writer.
-    : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
+    : descriptor_(::open(place_of(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK))
     , failed_(descriptor_ < 0)
     , at_end_(failed_)
     , buffer_(std::make_unique<char[]>(buffer_size))

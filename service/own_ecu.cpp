@@ -50,10 +50,18 @@ void Own_ecu::send(const std::shared_ptr<node::Node>& node, std::uint32_t pgn,
 }
 
 void Own_ecu::send_with_transport(const std::shared_ptr<node::Node>& node, std::uint32_t pgn,
-                                  std::unique_ptr<Byte_array> payload) const
+                                  std::unique_ptr<Byte_array> payload,
+                                  std::shared_ptr<data_supplier::Data_supplier> supplier) const
 {
     if (ecu_ != nullptr && node != nullptr && payload != nullptr) {
-        ecu_->send_with_transport(node, priority, pgn, std::move(payload));
+        ecu_->send_with_transport(node, priority, pgn, std::move(payload), std::move(supplier));
+    }
+}
+
+void Own_ecu::withdraw(const data_supplier::Data_supplier& supplier) const
+{
+    if (ecu_ != nullptr) {
+        ecu_->withdraw(supplier);
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "can/network/ecu/ecu.h"
 #include "can/network/node/node.h"
+#include "can/network/tp/data_supplier.h"
 #include "framework/byte_array.h"
 
 namespace qv::can_bus::flr {
@@ -29,9 +30,13 @@ public:
     /// Sends up to 8 bytes to `node`.
     void send(const std::shared_ptr<node::Node>& node, std::uint32_t pgn,
               std::span<const std::uint8_t> bytes) const;
-    /// Sends a payload of any length to `node`, above 8 bytes by a transport protocol. An empty one is ignored.
+    /// Sends a payload of any length to `node`, above 8 bytes by a transport protocol, which reads it through
+    /// `supplier` and holds that until it is done. An empty one is ignored.
     void send_with_transport(const std::shared_ptr<node::Node>& node, std::uint32_t pgn,
-                             std::unique_ptr<Byte_array> payload) const;
+                             std::unique_ptr<Byte_array> payload,
+                             std::shared_ptr<data_supplier::Data_supplier> supplier) const;
+    /// Ends what is sent through this supplier.
+    void withdraw(const data_supplier::Data_supplier& supplier) const;
 
 private:
     void request(const std::shared_ptr<node::Node>& node, std::uint32_t pgn) const;

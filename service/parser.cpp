@@ -4,6 +4,8 @@
 
 #include <unistd.h>
 
+#include "service/update_place.h"
+
 namespace qv::can_bus::flr {
 
 Parser::~Parser() = default;
@@ -21,12 +23,13 @@ int Parser::matches(std::uint64_t name, const char* part_number) const
 
 int Parser::is_unchanged() const
 {
-    if (::access(path.c_str(), R_OK) != 0) {
+    const auto place = place_of(path);
+    if (::access(place.c_str(), R_OK) != 0) {
         std::printf("File removed %s\n\r", path.c_str());
         return -1;
     }
     struct stat now = {};
-    if (::stat(path.c_str(), &now) != 0) {
+    if (::stat(place.c_str(), &now) != 0) {
         std::printf("Stat failure %s\r\n", path.c_str());
         return -1;
     }
@@ -43,12 +46,13 @@ int Parser::is_unchanged() const
 
 bool Parser::examine(const std::string& file_path)
 {
-    if (::access(file_path.c_str(), R_OK) != 0) {
+    const auto place = place_of(file_path);
+    if (::access(place.c_str(), R_OK) != 0) {
         std::puts("Unable To Find Bootload File\n\r");
         return false;
     }
     path = file_path;
-    if (::stat(path.c_str(), &file_stat) != 0) {
+    if (::stat(place.c_str(), &file_stat) != 0) {
         std::puts("Stat failure\r");
         return false;
     }

@@ -129,12 +129,11 @@ protected:
     void proceed(const std::string& seed = "FF FF") { receive("18D8F980 00 01 00 00 00 00 " + seed); }
     void busy() { receive("18D8F980 00 03 00 00 00 00 FF FF"); }
     void complete() { receive("18D8F980 00 09 00 00 00 00 FF FF"); }
-    void refuse() { receive("18D8F980 00 0B 00 00 00 00 FF FF"); }
     void heartbeat() { receive("18EFF980 10"); }
     /// One field with the label BLD.
     void tell_software(const std::string& sender = "80") { receive("18FEDA" + sender + " 01 42 4C 44 2A"); }
-    /// Receives one transport message of up to 784 bytes as the ECU; its payload.
-    std::string take_transport()
+    /// Receives one transport message of up to 784 bytes as the ECU; its payload. The last frame may be lost.
+    std::string take_transport(bool confirm = true)
     {
         sent();
         pass(4);
@@ -147,7 +146,10 @@ protected:
                 payload.append(data.data() + 1, data.data() + data.size());
             }
         }
-        receive("18ECF980 13" + std::string(test::frame_text({rts.bytes().subspan(1, 3), 0}), 8) + " FF 00 D7 00");
+        if (confirm) {
+            receive("18ECF980 13" + std::string(test::frame_text({rts.bytes().subspan(1, 3), 0}), 8) +
+                    " FF 00 D7 00");
+        }
         payload.resize(rts[1] + rts[2] * 256U);
         return payload;
     }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "framework/thread/pause.h"
+#include "service/update_place.h"
 #include "service/wifi/install_handler.h"
 #include "service/wifi/send_handler.h"
 
@@ -40,10 +41,10 @@ typename Updates::value_type find_version(const Updates& updates, const std::str
     return *found;
 }
 
-/// Whether the package's place by now has another file. That it has none the upload tells.
+/// Whether another file has taken the package's place. Whether it has gone, only the upload tells.
 bool is_another(const ZipParser& package)
 {
-    return ::access(package.path.c_str(), R_OK) == 0 && package.is_unchanged() != 0;
+    return ::access(place_of(package.path).c_str(), R_OK) == 0 && package.is_unchanged() != 0;
 }
 
 /// The node before the ECU; a node that has not told its name bears the serial number of the ECU.
@@ -180,7 +181,7 @@ void Session::run_state(State now)
         case State::BL_FAILURE: return report_failure();
         case State::BL_COMPLETE_ACK: return exit_if_wanted();
         case State::BL_BAUD_REQUEST: return request_baud_change();
-        case State::BL_BAUD_PENDING: return;
+        case State::BL_BAUD_PENDING: return wait_for_baud_change();
         case State::BL_BAUD_LOCAL: return change_local_baud();
         case State::BL_BAUD_SETTLE: return test_bootloader_anew();
         case State::BL_RESTART_PENDING: return wait_for_return();
@@ -189,10 +190,15 @@ void Session::run_state(State now)
     }
 }
 
-/// No chunk of this session may be sent any more, and the position in the image may end with it.
+/// No chunk of this session may be sent any more, and no answer is waited for but that the ECU refused, which ends
+/// the process.
 void Session::fail(std::uint32_t code)
 {
     transfer_step_ = Transfer_step::none;
+    withdraw_chunk();
+    if (access_status_ != Access_status::failed) {
+        access_status_ = Access_status::ready;
+    }
     if (code != 0) {
         error_code = code;
     }
@@ -245,7 +251,18 @@ void Session::request_baud_change()
         std::puts("\r\n\r\nRequesting Baud change..\r\n\r");
         send_request(memory_access::change_bit_rate);
     }
+    countdown_ = bootloader_countdown;
     state = State::BL_BAUD_PENDING;
+}
+
+/// Its Proceed ends this state. Here the request is over without one: an answer to the request before was
+/// repeated, or the ECU is done with what it was never told.
+void Session::wait_for_baud_change()
+{
+    if (countdown_ < 1) {
+        return fail(0);
+    }
+    --countdown_;
 }
 
 void Session::change_local_baud()
@@ -259,7 +276,7 @@ void Session::change_local_baud()
     state = State::BL_BAUD_SETTLE;
 }
 
-/// At the new rate the comparison of the rates ends the wait.
+/// Waits anew; as the rates are equal now, the heartbeat or the end of the wait leads to the bootloader.
 void Session::test_bootloader_anew()
 {
     countdown_ = bootloader_countdown;
@@ -290,8 +307,8 @@ void Session::start_worker(const char* announcement, Worker::Entry entry)
     if (zip_parser == nullptr) {
         return; // the wait for the worker tells
     }
-    worker_ =
-        std::make_unique<Worker>(Package{zip_parser->path, zip_parser->software_version, zip_parser->target_host});
+    worker_ = std::make_unique<Worker>(Package{zip_parser->path, place_of(zip_parser->path),
+                                               zip_parser->software_version, zip_parser->target_host});
     if (const int error = worker_->start(entry); error != 0) {
         std::printf("Error - pthread_create_ftp() return code: %d\n", error);
         worker_.reset();
@@ -396,6 +413,7 @@ void Session::write_next_chunk()
     }
     send_request(memory_access::write_chunk(chunks_.chunk_length(), chunks_.chunk_address()));
     transfer_step_ = Transfer_step::announced;
+    chunk_sent_ = false;
     progress_current += chunks_.chunk_length();
 }
 

@@ -65,6 +65,8 @@ inline constexpr std::uint32_t no_image = 23;
 inline constexpr std::uint32_t no_worker = 27;
 } // namespace failure
 
+class Chunk_sending;
+
 /// Takes one ECU from its application through its bootloader to a new application, or has a wireless node install
 /// a package.
 ///
@@ -103,7 +105,7 @@ public:
     /// The heartbeat of a bootloader, a proprietary message.
     void on_custom_message(const pdu::PDU& pdu);
 
-    // Written by the bus thread, read by any.
+    // Read by any thread. Written by the bus thread; by any, where a session is chosen or its result acknowledged.
     std::atomic<State> state{State::BL_IDLE};
     std::atomic<std::uint32_t> error_code{0};
     std::atomic<std::uint32_t> progress_current{0};
@@ -153,6 +155,7 @@ private:
     void report_failure();
     void exit_if_wanted();
     void request_baud_change();
+    void wait_for_baud_change();
     void change_local_baud();
     void test_bootloader_anew();
     void find_target();
@@ -166,6 +169,8 @@ private:
     void on_operation_completed(const std::shared_ptr<node::Node>& sender);
     void send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const;
     void send_chunk(const std::shared_ptr<node::Node>& node);
+    void withdraw_chunk();
+    bool may_be_written(const std::shared_ptr<node::Node>& sender) const;
     bool asks_for(const memory_access::Request& request) const;
     void aim_at(std::shared_ptr<node::Node> node);
     void note_target_address();
@@ -175,11 +180,13 @@ private:
     std::uint32_t access_timeout_ = 0; ///< seconds left to wait for the answer
     memory_access::Request request_{}; ///< the last one built, for a repetition and the key step
     Transfer_step transfer_step_ = Transfer_step::none;
-    bool chunk_sent_ = false; ///< since the last request
+    bool chunk_sent_ = false;                    ///< the one that is announced
+    std::weak_ptr<Chunk_sending> chunk_sending_; ///< the last one; empty when the transport is done with it
 
     // Position and timers of the session.
     Erase_walk sectors_;
     Chunk_walk chunks_;
+    std::shared_ptr<node::Node> chosen_node_;          ///< that `target_node` was first
     std::uint32_t target_address_ = pdu::null_address; ///< that the target had last
     std::uint32_t image_checksum_ = 0;                 ///< as read back from the ECU
     std::uint32_t countdown_ = 0;                      ///< seconds

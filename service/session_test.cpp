@@ -110,15 +110,41 @@ TEST_F(Session_test, asks_for_room_for_each_chunk)
 
 TEST_F(Session_test, leaves_no_hole_and_writes_no_chunk_twice_when_answers_are_repeated)
 {
+    const std::string second = "18D980F9 00 65 04 13 00 00 00 00";
     reach(Waits_for::write, {"-q"}, 2000);
     proceed(), proceed();
     EXPECT_EQ(take_transport().size(), 769U);
     complete();
-    EXPECT_EQ(sent().back(), "18D980F9 00 65 04 13 00 00 00 00");
+    EXPECT_EQ(sent().back(), second);
     complete(); // of the first chunk, once more
     EXPECT_EQ(sent(), Texts{});
-    proceed(), take_transport(), busy(), complete(); // it was busy with what it got
+    proceed(), pass(4), sent(), complete(); // and while the second is on its way
+    EXPECT_EQ(sent(), Texts{});
+    receive("18ECF980 FF 01 FF FF FF 00 D7 00"); // it begins anew
+    take_transport(), busy(), tick(3);           // it was busy with what it got
+    EXPECT_EQ(sent().back(), second);
+    complete(); // of what it got, not of the repetition
     EXPECT_EQ(sent().back(), "18D980F9 D0 25 04 16 00 00 00 00");
+}
+
+TEST_F(Session_test, a_chunk_whose_transport_ends_badly_is_sent_again_on_demand_and_else_never)
+{
+    reach(Waits_for::write, {"-q"}, 2000);
+    proceed(), pass(4);
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        receive("18ECF980 FF 01 FF FF FF 00 D7 00"), pass(4);
+    }
+    proceed();
+    EXPECT_EQ(take_transport(false).size(), 769U);
+    complete();
+    EXPECT_EQ(sent().back(), "18D980F9 00 65 04 13 00 00 00 00");
+    pass(3000);
+    EXPECT_EQ(sent(), Texts{}) << "the ECU has the chunk, only the end of its transport was lost";
+    proceed();
+    EXPECT_EQ(take_transport()[1], '\x04') << "0x1304";
+    complete(), proceed(), pass(4), tick(40), sent();
+    receive("18ECF980 11 70 01 FF FF 00 D7 00"), pass(4);
+    EXPECT_EQ(sent(), Texts{}) << "no data behind a failure";
 }
 
 TEST_F(Session_test, restarts_the_ecu_also_when_the_answer_to_the_question_before_comes_twice)
@@ -131,6 +157,44 @@ TEST_F(Session_test, restarts_the_ecu_also_when_the_answer_to_the_question_befor
     EXPECT_EQ(sent(), (Texts{close, reset}));
     proceed();
     EXPECT_EQ(session().state, State::BL_RESTART_PENDING);
+}
+
+TEST_F(Session_test, answers_to_what_is_over_open_nothing)
+{
+    reach(Waits_for::return_of_ecu);
+    sent(), said();
+    proceed(), proceed("FF 00");
+    receive(ecu_claim), tell_software(), tick(4);
+    EXPECT_EQ(session().state, State::BL_COMPLETE_ACK);
+    for (const auto state : {State::BL_COMPLETE_ACK, State::BL_FAILURE, State::BL_IDLE}) {
+        session().state = state;
+        sent();
+        proceed(), proceed("FF 00"), busy(), tick(40);
+        EXPECT_EQ(sent(), Texts{});
+        EXPECT_EQ(session().state, state);
+    }
+}
+
+TEST_F(Session_test, finds_a_target_that_the_update_before_left_in_its_bootloader)
+{
+    reach(Waits_for::erase);
+    receive("18EEFF80 02 00 E0 12 00 86 00 A0"), tick(40);
+    EXPECT_EQ(session().state, State::BL_FAILURE);
+    EXPECT_EQ(session().acknowledge_result() + session().start_update(entry(), "1.2"), 0);
+    sent(), tick();
+    EXPECT_EQ(sent(), Texts{enter});
+}
+
+TEST_F(Session_test, takes_no_ecu_of_the_update_before_for_one_that_has_gone)
+{
+    reach(Waits_for::erase);
+    receive(other_claim), receive("18EEFFFE" + other_claim.substr(8)), tick(40);
+    session().acknowledge_result(), sent();
+    auto other = *flintrow_->inventory.find_ecu_by_address(0x90);
+    other.matches = matches_;
+    EXPECT_EQ(session().start_update(other, "1.2"), 0);
+    tick();
+    EXPECT_EQ(sent(), Texts{"18D9FEF9" + enter.substr(8)});
 }
 
 TEST_F(Session_test, takes_no_other_ecu_for_its_target_while_that_is_without_an_address)
@@ -290,6 +354,17 @@ TEST_F(Session_test, programs_at_another_bit_rate)
     session().state = State::BL_COMPLETE;
     tick();
     EXPECT_EQ(rate_, 250000U);
+}
+
+TEST_F(Session_test, ends_when_the_ecu_is_done_with_another_bit_rate_before_it_was_told)
+{
+    reach(Waits_for::bootloader, {"-b500000"});
+    proceed(), complete(), heartbeat(), tick(3);
+    ASSERT_EQ(sent().back(), change);
+    complete(), tick(9);
+    EXPECT_EQ(session().state, State::BL_BAUD_PENDING) << "that could be an answer to the request before";
+    tick();
+    expect_failure(failure::other);
 }
 
 TEST_F(Session_test, an_image_without_data_goes_through_and_none_at_all_fails)

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "framework/file/root.h"
+#include "service/update_place.h"
 
 namespace qv::can_bus::flr {
 
@@ -29,7 +30,7 @@ constexpr int life_in_child = 4;
 int open_above_standard(const std::string& path)
 {
     // Not blocking: should the path by now lead to a pipe, nothing waits for its writer.
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = ::open(place_of(path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0 || descriptor > STDERR_FILENO) {
         return descriptor;
     }

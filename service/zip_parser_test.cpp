@@ -98,8 +98,8 @@ TEST_F(Zip_parser_test, an_unzip_that_behaves_ill_is_ended_in_time)
     for (const std::string ill : {"yes", "echo 1; sleep 60", "echo 1; exec >&-; sleep 60", "echo 1; kill -9 $$"}) {
         folder.replace_unzip("echo $$ >" + folder.path + "/id; " + ill);
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(Zip_archive(file, 1000ms).extract("version").status, -1) << ill;
-        EXPECT_LT(std::chrono::steady_clock::now() - start, 20s) << ill;
+        EXPECT_EQ(Zip_archive(file, 3000ms).extract("version").status, -1) << ill;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 30s) << ill;
         pid_t id = 0;
         std::ifstream(folder.path + "/id") >> id;
         ASSERT_GT(id, 0) << ill;

@@ -10,7 +10,8 @@
 
 namespace qv::can_bus::application {
 
-/// The core has waited for the bus thread when it is gone; a second join does nothing.
+/// A core that the inner layers have taken down joined the bus thread already. Without one of ours nobody did, and
+/// a second join does nothing.
 Application::~Application()
 {
     release_inner();

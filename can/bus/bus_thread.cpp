@@ -124,8 +124,8 @@ void Bus_thread::run()
     }
 }
 
-/// The stack goes from the top down, and the device last but for its connection: whatever the upper layers
-/// still send on their way out is answered by a closed device.
+/// The stack goes from the top down, and the device last but for its connection. What the upper layers still send
+/// on their way out stays in the bus's dispatcher, which nobody drains any more.
 void Bus_thread::tear_down()
 {
     if (device_) {

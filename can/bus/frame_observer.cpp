@@ -85,11 +85,15 @@ void Frame_observer::track_address_claim(pdu::PDU& pdu)
     claim.holder = pdu.address_holder;
     find_or_create(claim, name::from_bytes(pdu.data.bytes()));
     pdu.address_holder = claim.named; // empty when there is no room: a stranger, and not the former holder
+    if (!claim.named) {
+        pdu.source_node = nullptr;
+        return;
+    }
     move_address(claim, pdu.source_address);
-    if (claim.named && claim.named->manager() && !claim.named->manager()->is_address_known()) {
+    if (claim.named->manager()) {
         claim.named->manager()->address_known();
     }
-    pdu.source_node = claim.named ? claim.named->pdu_source.lock() : nullptr;
+    pdu.source_node = claim.named->pdu_source.lock();
     announce(claim);
 }
 
@@ -110,7 +114,7 @@ void Frame_observer::move_address(Claim& claim, std::uint32_t source_address)
         claim.holder->source_address = pdu::null_address;
         claim.holder_changed = true;
     }
-    if (claim.named && claim.named->source_address != source_address) {
+    if (claim.named->source_address != source_address) {
         claim.named->source_address = source_address;
         claim.named_changed = true;
     }

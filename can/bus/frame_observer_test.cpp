@@ -165,6 +165,7 @@ TEST_F(Frame_observer_test, remembers_a_bounded_number_of_names_and_hands_each_t
     }
     ASSERT_EQ(bus->nodes().nodes().size(), 1024U);
     EXPECT_TRUE(bus->nodes().nodes().back()->manager()->is_address_known());
+    EXPECT_NE(bus->nodes().find_by_address(0x80), nullptr) << "no stranger takes an address";
     EXPECT_EQ(told_of(claim_text(0x81, 0x0100000000000001)).find("100000000000001@81"), 0U); // known still
     EXPECT_EQ(told_of(claim_text(0x82, 0xFF)), "ee00/8 of 0 held by 0");
 }

@@ -43,7 +43,7 @@ bool CAN_bus_router_parameters::logging() { return get_boolean(label::logging, f
 std::uint16_t CAN_bus_router_parameters::port()
 {
     const std::uint32_t value = get_decimal(label::port, Default::port);
-    return value <= UINT16_MAX ? static_cast<std::uint16_t>(value) : Default::port;
+    return value != 0 && value <= UINT16_MAX ? static_cast<std::uint16_t>(value) : Default::port;
 }
 
 std::string CAN_bus_router_parameters::address() { return get_text(label::address, Default::address); }

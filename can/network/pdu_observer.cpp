@@ -21,6 +21,9 @@ constexpr std::uint32_t agriculture = 2;         ///< industry group
 constexpr std::uint32_t non_specific_system = 0; ///< device class
 constexpr std::uint32_t tractor_ecu_function = 134;
 
+/// Bytes; each node keeps what it told of itself, and a text that is longer than any identification is dropped.
+constexpr std::uint32_t identification_size_maximum = 32768;
+
 /// Whether a PDU is a full speed message of the first tractor ECU.
 bool is_tractor_speed(const pdu::PDU& pdu)
 {
@@ -65,9 +68,6 @@ void PDU_observer::unsubscribe()
 {
     for_each_subscription([this](std::uint32_t pgn, auto) { remove(pgn); });
 }
-
-/// Each node keeps what it told of itself; a peer that sends more than any identification holds fills no memory.
-constexpr std::uint32_t identification_size_maximum = 32768;
 
 void PDU_observer::hand_to_manager(const comm::message::Message& message, Process process)
 {

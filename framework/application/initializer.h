@@ -29,7 +29,7 @@ struct Application_description {
 /// What the layers start.
 namespace flag {
 inline constexpr std::uint32_t comm = 0x002;                    ///< the comm core and its handlers
-inline constexpr std::uint32_t comm_handlers_all = 0x004;       ///< more handlers of the comm core
+inline constexpr std::uint32_t comm_handlers_all = 0x004;       ///< nothing more on this platform
 inline constexpr std::uint32_t config = 0x008;                  ///< the primary configuration
 inline constexpr std::uint32_t idle_sleep_preventer = 0x010;    ///< nothing on this platform
 inline constexpr std::uint32_t log = 0x020;                     ///< the log

@@ -1,5 +1,7 @@
 #include "framework/application/jobs.h"
 
+#include <cstdio>
+
 #include "comm/config_writer/config_writer.h"
 #include "comm/master.h"
 #include "config/node.h"
@@ -12,7 +14,12 @@ namespace qv::application::initializer::job {
 Config::Config(const Initializer& initializer, const std::string& file_path)
 {
     if (initializer.has(flag::config)) {
-        static_cast<void>(config::create_primary(file_path)); // without one, all settings have their defaults
+        if (!config::create_primary(file_path)) {
+            std::fprintf(
+                stderr,
+                "Error: %s cannot be loaded, or its backup not written: all settings have their defaults\n",
+                file_path.c_str());
+        }
     }
 }
 

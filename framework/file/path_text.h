@@ -5,7 +5,7 @@
 
 namespace qv::file {
 
-/// All of these take "/" and "\" for separators.
+// Both "/" and "\" separate names.
 
 /// ".gz" of "a/b.tar.gz": from the last dot of the last name on, unless that name begins with it; else empty.
 std::string extension(std::string_view path);

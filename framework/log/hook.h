@@ -33,8 +33,7 @@ public:
 
 /// Sets the sink, or takes it away with null. Returns when no other thread is inside the former one any more,
 /// which may then be destroyed: so the caller holds nothing that the former sink may wait for. Lines that come
-/// while one sink replaces another are lost. Thread: one at a time, and not in a signal
-/// handler.
+/// while one sink replaces another are lost. Thread: one at a time, and not in a signal handler.
 void set_sink(Sink* sink) noexcept;
 
 /// Whether a line of that level would be written.

@@ -76,7 +76,8 @@ protected:
 private:
     struct Signal_wrapper;
 
-    const thread::Alternate_stack stack_; ///< of the thread that made this; threads of a `Handle` have their own
+    const thread::Alternate_stack
+        stack_; ///< of the thread that made this; those that `wrap` starts have their own
     std::uint32_t mask_ = 0;
 };
 

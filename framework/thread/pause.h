@@ -5,8 +5,9 @@
 
 namespace qv::thread {
 
-/// The one place through which the system waits for real time that no message measures: the retry pauses
-/// of a start, the three seconds before a restart, the five before an exit.
+/// The one place through which the service waits for real time that no message measures: the retry pauses of a
+/// start, the three seconds before a restart, the five before an exit, the main thread while the others work. Only
+/// the waits of a few milliseconds for another thread's last step do without it.
 void pause(std::chrono::milliseconds duration);
 /// The same, over a little after `cancelled` is set.
 void pause(std::chrono::milliseconds duration, const std::atomic<bool>& cancelled);

@@ -113,7 +113,7 @@ std::int32_t upload(Transfer_record& record)
     const std::string& path = record.package->path;
     std::puts("Send File:\r");
     std::printf("%s\r\n", path.c_str());
-    const Package_file file(path);
+    const Package_file file(record.package->place);
     if (const auto error = file.error(); error != transfer_error::none) {
         return error;
     }

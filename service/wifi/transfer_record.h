@@ -9,7 +9,8 @@ namespace qv::can_bus::flr {
 
 /// What the workers need to know of an update package and of the node that it is for.
 struct Package {
-    std::string path;
+    std::string path;        ///< as it is told
+    std::string place;       ///< where it is opened
     std::string version;     ///< as the package tells it
     std::string target_host; ///< the node's host name, ends in ".local"
 };

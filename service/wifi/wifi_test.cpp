@@ -110,6 +110,7 @@ protected:
         thread::set_pause(nullptr);
         set_allowed_silence(0s);
         ::unsetenv("FLINTROW_RESOLVE");
+        ::unsetenv("http_proxy");
     }
 
     void start_node(const Words& options)
@@ -125,7 +126,7 @@ protected:
     int run(void* (*worker)(void*), const std::string& to = host)
     {
         record_ = std::make_unique<Transfer_record>();
-        record_->package = Package{package_, "2.1.0", to};
+        record_->package = Package{package_, package_, "2.1.0", to};
         return run_with_record(worker);
     }
     int run_with_record(void* (*worker)(void*))
@@ -181,6 +182,13 @@ TEST_F(Wifi_test, each_failure_of_a_request_has_its_code)
     package_ = bench_.path("home"); // a directory
     EXPECT_EQ(run(&SendHandler), 31);
     EXPECT_THAT(said_, HasSubstr("Error Unable to stat file\n"));
+}
+
+TEST_F(Wifi_test, a_proxy_that_has_no_address_counts_as_a_node_that_has_none)
+{
+    ::setenv("http_proxy", ("http://" + std::string(64, 'a') + ":1").c_str(), 1);
+    EXPECT_EQ(run(&SendHandler, "node"), 36);
+    EXPECT_THAT(said_, HasSubstr("curl_easy_perform() failed: (5) "));
 }
 
 TEST_F(Wifi_test, polls_until_a_final_state_and_keeps_what_was_said_last)

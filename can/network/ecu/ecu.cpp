@@ -187,6 +187,13 @@ void ECU::send_with_transport(const std::shared_ptr<node::Node>& destination, st
     }
 }
 
+void ECU::withdraw(const data_supplier::Data_supplier& supplier)
+{
+    if (transport_) {
+        transport_->withdraw(supplier);
+    }
+}
+
 void ECU::send_fast_packet(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                            std::uint32_t pgn, std::uint32_t sequence, std::span<const std::uint8_t> payload)
 {

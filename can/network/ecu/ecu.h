@@ -67,7 +67,7 @@ public:
     Functionality_list& functionalities() noexcept { return functionalities_; }
     /// Its own trouble codes; a peer may ask for them, and may clear those that are no longer active.
     diagnostic::trouble_code::Manager& trouble_codes() noexcept { return trouble_codes_; }
-    /// Whether the address is held: only then anything but the claim itself may be sent.
+    /// Whether the address is held: only then anything but claims and requests for claims may be sent.
     bool is_claimed() const noexcept;
 
     /// Sends one frame of up to 8 bytes to `destination`, or to all when that is empty. A longer payload is
@@ -76,13 +76,15 @@ public:
                   std::span<const std::uint8_t> payload, bool force);
     /// Sends a payload of any length, beyond 8 bytes by a transport protocol, which has a priority of its
     /// own. `supplier` may produce its bytes and comes back in `Transferred`. An empty pointer sends nothing,
-    /// and nothing leaves while no address is held.
+    /// and nothing leaves while no address is held, nor when the transport refuses it: see `tp::manager::send`.
     void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                              std::uint32_t pgn, std::unique_ptr<Byte_array> payload,
                              std::shared_ptr<data_supplier::Data_supplier> supplier = nullptr);
     /// The same for a copy of `payload`.
     void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                              std::uint32_t pgn, std::span<const std::uint8_t> payload);
+    /// Ends the send of this supplier, if it runs or waits, without a frame; it comes back as failed.
+    void withdraw(const data_supplier::Data_supplier& supplier);
     /// Sends up to 255 bytes as an NMEA 2000 fast packet with the sequence number 0 to 7; up to 8 bytes go
     /// as a plain frame, and more than 255 not at all.
     void send_fast_packet(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,

@@ -64,35 +64,37 @@ void PDU_observer::on_acknowledgment(comm::message::Message& message)
     ecu_.report<message::Acknowledgment>(content, pdu.source_node);
 }
 
-/// ISO 11783-5 4.5.3. The claimant is the holder of the address: `source_node` is its master when it is a member
-/// of a working set.
+/// ISO 11783-5 4.5.3. The claim itself tells the claimant: `source_node` is its master when it is a member of a
+/// working set, and there is none for a NAME that the node table has no room for.
 void PDU_observer::on_address_claim(comm::message::Message& message)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
-    if (!has_size(pdu, 8) || !pdu.address_holder || pdu.address_holder->name() == ecu_.name()) {
+    if (!has_size(pdu, 8)) {
         return;
     }
-    contend(pdu.source_address, *pdu.address_holder);
-    compare_functions(*pdu.address_holder);
+    if (const auto claimant = name::from_bytes(pdu.data.bytes()); claimant != ecu_.name()) {
+        contend(pdu.source_address, claimant);
+        compare_functions(claimant);
+    }
 }
 
 /// The lower NAME keeps an address that both want. The answer is due also when the claimant has gone on to another
 /// address by now: its claim was heard by all, and they have forgotten whose the address was.
-void PDU_observer::contend(std::uint32_t address, const node::Node& claimant)
+void PDU_observer::contend(std::uint32_t address, name::Name claimant)
 {
     if (address != ecu_.source_address() || address == pdu::null_address || address == pdu::global_address) {
         return;
     }
-    if (ecu_.name() < claimant.name()) {
+    if (ecu_.name() < claimant) {
         ecu_.send_address_claim();
     } else {
         ecu_.handler().lose_contention();
     }
 }
 
-void PDU_observer::compare_functions(const node::Node& claimant)
+void PDU_observer::compare_functions(name::Name claimant)
 {
-    if (is_same_function(ecu_.name(), claimant.name())) {
+    if (is_same_function(ecu_.name(), claimant)) {
         ecu_.report<message::Function_instance_conflict>(ecu_.handler().is_on_bus());
     }
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "can/network/node/node.h"
+#include "can/network/pdu/name.h"
 #include "comm/observer.h"
 
 namespace qv::can_bus::ecu {
@@ -20,8 +20,8 @@ public:
 private:
     void on_acknowledgment(comm::message::Message& message);
     void on_address_claim(comm::message::Message& message);
-    void contend(std::uint32_t address, const node::Node& claimant);
-    void compare_functions(const node::Node& claimant);
+    void contend(std::uint32_t address, name::Name claimant);
+    void compare_functions(name::Name claimant);
 
     ECU& ecu_;
 };

@@ -50,7 +50,6 @@ public:
     /// The node has acknowledged (`positive`) or refused a request for `pgn`.
     void process_acknowledgment(std::uint32_t pgn, bool positive) noexcept;
 
-    const Identification& identification() const noexcept { return identification_; }
     const std::string& identification(Field field) const { return identification_[index_of(field)]; }
     diagnostic::trouble_code::Manager& trouble_codes() noexcept { return trouble_codes_; }
 

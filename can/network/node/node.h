@@ -40,7 +40,7 @@ public:
 /// the bus lives; it is silent then.
 class Node final : public std::enable_shared_from_this<Node> {
 public:
-    /// From the 8 bytes of an address claim. Empty when the companion that is due cannot be made.
+    /// Without an address at first. Empty when the companion that is due cannot be made.
     static std::shared_ptr<Node> create(name::Name node_name, Bus_port& bus);
     ~Node();
 

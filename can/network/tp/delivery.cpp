@@ -25,7 +25,7 @@ void deliver(rx::TP& session, std::uint32_t destination, comm::dispatcher::Dispa
     message->global = !message->pdu1 || destination == pdu::global_address;
     pdu::Message_assigned_id envelope(std::move(message));
     dispatcher->notify(envelope);
-    dispatcher->forward(envelope);
+    dispatcher->forward(envelope); // to the routes that there are; none takes a message that has no copy
 }
 
 } // namespace qv::can_bus::tp

@@ -32,7 +32,7 @@ std::uint32_t size_of(const pdu::PDU& pdu, bool extended)
     return read_little_endian(pdu.data.bytes(), 1, extended ? 4 : 2);
 }
 
-/// Whether an RTS announces what its protocol carries [ISO 11783-3 5.13.2, ETP 5.13.4].
+/// Whether an RTS announces what its protocol carries [ISO 11783-3 5.13].
 bool is_valid_rts(const pdu::PDU& pdu, bool extended)
 {
     const std::uint32_t size = size_of(pdu, extended);
@@ -87,6 +87,18 @@ bool Manager::send(std::shared_ptr<data_supplier::Data_supplier> context, std::u
     }
     sends_.push_back(std::make_shared<tx::TP>(ecu_, std::move(context), pgn, std::move(payload), size, peer));
     return true;
+}
+
+void Manager::withdraw(const data_supplier::Data_supplier& context)
+{
+    const auto found =
+        std::ranges::find_if(sends_, [&context](const auto& send) { return send->supplier().get() == &context; });
+    if (found != sends_.end()) {
+        const auto session = *found;
+        sends_.erase(found);
+        session->withdraw();
+        ecu_.transferred(session);
+    }
 }
 
 Transfer Manager::current_transfer() const
@@ -148,9 +160,8 @@ void Manager::on_rts(const pdu::PDU& pdu, bool extended)
     if (!session) {
         ecu_.transmit(pdu.source_node, frame::connection_pgn(extended),
                       frame::abort(frame::Abort_reason::refused, group_of(pdu)));
-    } else if (session->large() &&
-               std::ranges::none_of(receptions_, [](const auto& other) { return other->has_turn(); })) {
-        rotate(nullptr);
+    } else if (session->large()) {
+        give_free_turn();
     }
 }
 
@@ -282,6 +293,14 @@ void Manager::rotate(rx::specific::TP* current)
     }
 }
 
+/// One that ends on hold leaves the turn where it is.
+void Manager::give_free_turn()
+{
+    if (std::ranges::none_of(receptions_, [](const auto& session) { return session->has_turn(); })) {
+        rotate(nullptr);
+    }
+}
+
 void Manager::on_time_elapsed(comm::message::Message& message)
 {
     const std::uint32_t elapsed = dynamic_cast<const Time_elapsed&>(message).elapsed;
@@ -304,7 +323,7 @@ void Manager::rx_step(std::uint32_t elapsed)
     }
 }
 
-/// Hands over what `session` received, and the turn that it may have had.
+/// Hands over what `session` received, and the turn if it had that.
 void Manager::end(rx::specific::TP& session)
 {
     if (session.success()) {
@@ -313,7 +332,7 @@ void Manager::end(rx::specific::TP& session)
         deliver(session, ecu_.source_address(), ecu_.bus_dispatcher_id());
     }
     if (session.large()) {
-        rotate(nullptr);
+        give_free_turn();
     }
 }
 

@@ -51,6 +51,8 @@ public:
     /// no protocol carries (1785 bytes is the limit of a broadcast), and a full queue.
     bool send(std::shared_ptr<data_supplier::Data_supplier> context, std::uint32_t pgn,
               std::unique_ptr<Byte_array> payload, std::uint32_t size, const std::shared_ptr<node::Node>& peer);
+    /// Ends the send of this `context` as one that failed, without a frame: its peer has all that it wants.
+    void withdraw(const data_supplier::Data_supplier& context);
     Transfer current_transfer() const;
 
 private:
@@ -76,6 +78,7 @@ private:
     Reception find_reception(const pdu::PDU& pdu, bool extended, std::uint32_t pgn) const;
     std::shared_ptr<tx::TP> find_send(const pdu::PDU& pdu, bool extended) const;
     void rotate(rx::specific::TP* current);
+    void give_free_turn();
     void rx_step(std::uint32_t elapsed);
     void end(rx::specific::TP& session);
     void tx_step(std::uint32_t elapsed);

@@ -61,6 +61,11 @@ INSTANTIATE_TEST_SUITE_P(Receive, Script_test, testing::Values(
         "= EC00>81 11 00 11 FF FF CA FE 00; = EC00>80 11 10 11 FF FF CA FE 00;"
         "a EC00 FF 01 FF FF FF CA FE 00; = EC00>81 11 10 11 FF FF CA FE 00;" // the one with the turn goes
         "b EB00 #17-32; = EC00>81 11 10 21 FF FF CA FE 00"},                  // alone it keeps the turn
+    Script{"leaves_the_turn_where_it_is_when_one_on_hold_goes",
+        "a EC00 10 BC 02 64 FF CA FE 00; = EC00>80 11 10 01 FF FF CA FE 00; b EC00 10 BC 02 64 FF CA FE 00;"
+        "flood 1 EC00 10 BC 02 64 FF CA FE 00; b EC00 FF 01 FF FF FF CA FE 00; +1;"
+        "= EC00>90 11 00 01 FF FF CA FE 00; a EB00 #1-16; = EC00>80 11 00 11 FF FF CA FE 00;"
+        "= EC00>90 11 10 01 FF FF CA FE 00"},
     Script{"lets_16_packets_run_freely_beside_17",
         "a EC00 10 77 00 11 FF CA FE 00; = EC00>80 11 10 01 FF FF CA FE 00; b EC00 10 70 00 10 FF CA FE 00; +1;"
         "= EC00>81 11 10 01 FF FF CA FE 00; b EB00 #1-16; = EC00>81 13 70 00 10 FF CA FE 00;"

@@ -11,7 +11,8 @@
 
 namespace qv::can_bus::tp::rx::bam {
 
-/// A broadcast being received [ISO 11783-3 5.13.2.2]. Nothing answers on the bus; a broken one disappears.
+/// A broadcast being received [ISO 11783-3 5.13; SAE J1939-21 5.10.2.1]. Nothing answers on the bus; a broken one
+/// disappears.
 class TP final : public rx::TP {
 public:
     TP(std::shared_ptr<node::Node> peer, std::uint32_t pgn, std::uint32_t size,

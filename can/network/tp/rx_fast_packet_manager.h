@@ -20,7 +20,8 @@ struct TP {
     std::uint32_t timer = 0;    ///< milliseconds since the last frame
 };
 
-/// Assembles the fast packets of one bus, up to 255 bytes as their length byte says.
+/// Assembles the fast packets of one bus, up to the 223 bytes that 32 frames hold; one that announces more never
+/// becomes complete.
 ///
 /// A message leaves at the tick after its last frame, through the queue of the bus's dispatcher; one that
 /// stays incomplete for 152 ms is dropped. First frames beyond `sessions_maximum` open messages are ignored.

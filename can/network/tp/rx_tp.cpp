@@ -17,7 +17,7 @@ TP::TP(std::shared_ptr<node::Node> peer, std::uint32_t pgn, std::uint32_t size, 
        std::uint32_t packets_per_cts_maximum)
     : tp::TP(std::move(peer), pgn, size, broadcast, packets_per_cts_maximum)
 {
-    if (data_.resize(size) && size != 0) {
+    if (data_.resize(size)) {
         *data_.begin() = 0; // told by `Transfer_update` even before data comes
     }
 }
@@ -64,7 +64,7 @@ void TP::post_transfer_update(comm::dispatcher::Dispatcher_id dispatcher_id) con
     update->peer = peer_;
     update->pgn = pgn_;
     update->finished = finished();
-    update->first_byte = data_.empty() ? std::uint8_t{0} : data_[0];
+    update->first_byte = data_[0];
     update->bytes_done = std::min(size_, packets_done_ * packet_size);
     update->size = size_;
     comm::post_to(dispatcher_id, std::move(update));

@@ -6,7 +6,7 @@
 namespace qv::can_bus::tp::tx {
 
 namespace {
-constexpr std::uint32_t packets_per_cts = 255; ///< what the RTS offers: any window
+constexpr std::uint32_t packets_per_cts = 255; ///< the RTS sets no limit to a window
 constexpr std::uint32_t broadcast_try_count = 1;
 constexpr std::uint32_t broadcast_burst = 1;
 } // namespace
@@ -45,7 +45,7 @@ void TP::on_timer()
     }
 }
 
-/// Begins the next attempt from the first packet [ISO 11783-3 5.13.3.1].
+/// Begins the next attempt from the first packet.
 void TP::start()
 {
     if (try_count_ >= (broadcast_ ? broadcast_try_count : ecu_.limits().tx_try_count_maximum)) {

@@ -10,7 +10,7 @@
 
 namespace qv::can_bus::tp::tx {
 
-/// Sends one message: to a peer by TP or ETP, or to all by BAM [ISO 11783-3 5.13.2, 5.13.3].
+/// Sends one message: to a peer by TP or ETP, or to all by BAM [ISO 11783-3 5.13].
 ///
 /// An attempt that fails begins again from the first packet until the tries are used up; a broadcast has one.
 /// Its frames leave in bursts, one at each tick. Frames that the ECU does not send, because it lost its
@@ -32,6 +32,8 @@ public:
     void on_eoma(std::uint32_t size, std::uint32_t packets);
     /// The peer gave up; the session tries again at the next tick.
     void on_abort() noexcept;
+    /// Ends as failed, without a frame.
+    void withdraw() noexcept { finish(false); }
 
     /// What the caller gave with the message, to know it by; may be empty.
     const std::shared_ptr<data_supplier::Data_supplier>& supplier() const noexcept { return supplier_; }

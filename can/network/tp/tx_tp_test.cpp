@@ -99,6 +99,18 @@ TEST_F(Send_test, a_supplier_that_fails_aborts_the_attempt_of_which_a_broadcast_
         rts_15);
 }
 
+TEST_F(Send_test, withdrawn_ends_without_a_frame_and_leaves_the_others)
+{
+    const auto running = std::make_shared<Noting_supplier>();
+    const auto waiting = std::make_shared<Noting_supplier>();
+    send(15, a_, running), send(15, a_, waiting), send(9, b_);
+    run("+1;" + rts_15);
+    manager_->withdraw(*waiting);
+    manager_->withdraw(*waiting);
+    manager_->withdraw(*running);
+    run("ended -; ended -; a EC00 11 03 01 FF FF CA FE 00; +1; = EC00>81 10 09 00 02 FF CA FE 00");
+}
+
 TEST(Data_supplier_test, asks_only_for_what_its_ring_does_not_hold_and_never_behind_the_payload)
 {
     constexpr std::uint32_t nothing = 99;
