@@ -43,9 +43,13 @@ function(flintrow_test name)
     if(NOT ARG_LABELS STREQUAL unit)
         add_dependencies(threaded ${name})
     endif()
+    set(alone)
+    if(socketcan IN_LIST ARG_LABELS)
+        set(alone RESOURCE_LOCK can_interfaces) # their tests take the same interfaces down, and rename them
+    endif()
     gtest_discover_tests(${name}
         DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" COST ${ARG_TIMEOUT})
+        PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}" COST ${ARG_TIMEOUT} ${alone})
 endfunction()
 
 # A test's own sources are not optimised, and the largest headers are compiled once for all of them.

@@ -148,12 +148,7 @@ public:
     }
     /// A process that wanted to end would not be here.
     bool ended() const noexcept { return ended_; }
-    /// The one state that waits without end: an ECU may end the change of the bit rate without its Proceed.
-    bool at_rest() const
-    {
-        const auto state = flintrow_->session.state.load();
-        return !is_under_way(state) || state == State::BL_BAUD_PENDING;
-    }
+    bool at_rest() const { return !is_under_way(flintrow_->session.state); }
 
 private:
     void create(std::uint8_t options)

@@ -20,7 +20,8 @@ using testing::HasSubstr;
 std::string hex(const std::string& bytes)
 {
     std::string digits;
-    for (const unsigned char byte : bytes) {
+    for (const char character : bytes) {
+        const auto byte = static_cast<unsigned char>(character);
         digits += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
     }
     return digits;
@@ -59,6 +60,14 @@ TEST_F(Traffic, of_an_update_is_J1939_to_tshark_and_its_transports_are_complete_
         written += chunk.substr(2); // behind the count of its bytes
     }
     EXPECT_EQ(written, hex(bench.program()));
+
+    Process can_utils(
+        {"sh", "-c", R"(log2asc -I "$0" can0 | grep -c ' Rx '; wc -l <"$0")", bench.path("traffic.log")});
+    can_utils.ends(60s);
+    unsigned frames = 0;
+    unsigned lines = 1;
+    std::istringstream(can_utils.output()) >> frames >> lines;
+    EXPECT_EQ(frames, lines) << can_utils.output();
 }
 
 TEST_F(Traffic, that_breaks_off_or_is_malformed_is_told)
