@@ -62,7 +62,7 @@ TEST_F(Traffic, of_an_update_is_J1939_to_tshark_and_its_transports_are_complete_
     EXPECT_EQ(written, hex(bench.program()));
 
     Process can_utils(
-        {"sh", "-c", R"(log2asc -I "$0" can0 | grep -c ' Rx '; wc -l <"$0")", bench.path("traffic.log")});
+        {"/bin/sh", "-c", R"(log2asc -I "$0" can0 | grep -c ' Rx '; wc -l <"$0")", bench.path("traffic.log")});
     can_utils.ends(60s);
     unsigned frames = 0;
     unsigned lines = 1;
