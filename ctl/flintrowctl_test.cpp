@@ -24,6 +24,7 @@ namespace ctl {
 namespace {
 
 using namespace std::chrono_literals;
+using namespace std::string_literals;
 using namespace apache::thrift;
 using flintrow::eStates;
 using harness::Process;
@@ -189,6 +190,14 @@ TEST_F(Flintrowctl, tells_the_status_in_words_and_for_scripts)
         service->tell(state, progress, error);
         EXPECT_THAT(told(Exit::done, {"status"}), HasSubstr(words));
         EXPECT_THAT(told(Exit::done, {"status", "--json"}), HasSubstr(json));
+    }
+}
+
+TEST_F(Flintrowctl, asks_the_host_that_it_is_told)
+{
+    EXPECT_EQ(told(Exit::done, {"status", "--host", "localhost"}), "idle\n");
+    for (const std::string& host : {"127.0.0.2"s, std::string(64, 'a')}) {
+        EXPECT_THAT(told(Exit::unreachable, {"status", "--host", host}), HasSubstr("the service at " + host));
     }
 }
 
@@ -374,23 +383,28 @@ void play_stranger(transport::TServerSocket& socket, const std::string& answer)
 
 TEST(Flintrowctl_alone, tells_apart_what_may_be_wrong_at_the_other_end)
 {
-    const std::string head("\x80\x01\x00\x02\x00\x00\x00\x0aGetECUList\x00\x00\x00\x00", 22);
-    const std::pair<std::string, Exit> rows[] = {
-        {"", Exit::timeout},
-        {head, Exit::timeout}, // half a reply
-        {"HTTP/1.1 400 Bad Request\r\n\r\n", Exit::failed},
-        {head + std::string("\x0f\x00\x00\x0c\x7f\xff\xff\xff", 8), Exit::failed},     // 2^31 - 1 ECUs
-        {head + std::string("\x0f\x00\x00\x0c\x00\x00\x00\x01\x00", 9), Exit::failed}, // one without a NAME
+    const auto list = "\x80\1\0\2\0\0\0\x0aGetECUList\0\0\0\0"s;
+    const auto one_ecu = list + "\x0f\0\0\x0c\0\0\0\1"s;
+    const auto status = "\x80\1\0\2\0\0\0\x09GetStatus\0\0\0\0\x0c\0\0"s;
+    const std::tuple<const char*, std::string, Exit> rows[] = {
+        {"list", "", Exit::timeout},
+        {"list", list, Exit::timeout}, // half a reply
+        {"list", "HTTP/1.1 400 Bad Request\r\n\r\n", Exit::failed},
+        {"list", list + "\x0f\0\0\x0c\x7f\xff\xff\xff"s, Exit::failed},    // 2^31 - 1 ECUs
+        {"list", one_ecu + "\x08\0\2\0\0\0\x80\0\0"s, Exit::failed},       // without a NAME
+        {"list", one_ecu + "\x0a\0\1\0\0\0\0\0\0\0\1\0\0"s, Exit::failed}, // without an address
+        {"status", status + "\x08\0\2\0\0\0\x2a\0\0"s, Exit::failed},      // without a state
+        {"status", status + "\x08\0\1\0\0\0\6\0\0"s, Exit::done},          // the state alone
     };
-    for (const auto& [answer, exit] : rows) {
+    for (const auto& [command, answer, exit] : rows) {
         transport::TServerSocket socket("127.0.0.1", 0);
         socket.setAcceptTimeout(20000);
         socket.listen();
         const std::jthread stranger([&socket, &bytes = answer] { play_stranger(socket, bytes); });
-        Process process({FLINTROWCTL, "list", "--timeout", exit == Exit::timeout ? "0.3" : "20", "--port",
+        Process process({FLINTROWCTL, command, "--timeout", exit == Exit::timeout ? "0.3" : "20", "--port",
                          std::to_string(socket.getPort())});
         EXPECT_EQ(process.ends(), static_cast<int>(exit)) << process.output();
-        EXPECT_THAT(process.output(), testing::StartsWith("flintrowctl: "));
+        EXPECT_THAT(process.output(), testing::StartsWith(exit == Exit::done ? "programming" : "flintrowctl: "));
     }
     Process nobody({FLINTROWCTL, "list", "--port", "1"});
     EXPECT_EQ(nobody.ends(), static_cast<int>(Exit::unreachable));

@@ -12,6 +12,7 @@
 #include <FlintrowThrift.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
 #include <thrift/TOutput.h>
 #include <thrift/protocol/TBinaryProtocol.h>
 #include <thrift/transport/TBufferTransports.h>
@@ -54,11 +55,31 @@ protected:
         bench.start_router();
     }
 
-    void start_service()
+    void start_service(const Words& options = {"-q"}, const std::string& program = "")
     {
-        service = bench.start_service({"-q"});
+        service = bench.start_service(options, program);
         port = service->listens().value();
         api = connect_to(port);
+    }
+    /// Starts it as a user whom `limit` limits: root may have any number of threads.
+    void start_limited_service()
+    {
+        const auto program = bench.path("flintrow");
+        std::filesystem::copy_file(FLINTROW_BIN_DIR "/flintrow", program);
+        harness::write_file(bench.path("start"), "#!/bin/sh\n" + as_user + program + " -q\n");
+        std::filesystem::permissions(bench.path(""), std::filesystem::perms::all); // he has to reach the program
+        for (const auto& file : std::filesystem::recursive_directory_iterator(bench.path(""))) {
+            if (!file.is_symlink()) {
+                std::filesystem::permissions(file, std::filesystem::perms::all);
+            }
+        }
+        start_service({}, bench.path("start"));
+    }
+    /// Sets a limit of the running service: "nproc=1:".
+    void limit(const std::string& resource)
+    {
+        const auto id = std::to_string(service->id());
+        ASSERT_EQ(run({"/bin/bash", "-c", as_user + "prlimit --pid " + id + " --" + resource}), 0) << said;
     }
     /// Puts an update file into the folder that is scanned; its path there.
     std::string offer(const std::string& file) const
@@ -124,6 +145,7 @@ protected:
         EXPECT_EQ(api->UpdateECU(nobody), -1) << info.state;
         EXPECT_EQ(api->UpdateECUVersion(name, "2.0.0"), -1) << info.state;
         EXPECT_EQ(api->ScanDirectory(updates()), -1) << info.state;
+        EXPECT_TRUE(service->says("Error: Unable to scan while bootload is in progress\r\n")) << info.state;
         EXPECT_EQ(api->ClearECUList(), -1) << info.state;
         EXPECT_EQ(api->Shutdown(), -1) << info.state;
         EXPECT_TRUE(info.__isset.progress && info.progress >= 0 && info.progress <= 100) << info.progress;
@@ -156,6 +178,7 @@ protected:
     std::uint16_t port = 0;
     std::unique_ptr<FlintrowThriftClient> api;
     std::string said; ///< by the client that ran last
+    const std::string as_user = ::geteuid() == 0 ? "exec setpriv --reuid=65534 --clear-groups " : "exec ";
 };
 
 TEST_F(Rpc, the_command_line_client_takes_an_ecu_from_one_version_to_the_next)
@@ -180,11 +203,14 @@ TEST_F(Rpc, the_command_line_client_takes_an_ecu_from_one_version_to_the_next)
 TEST_F(Rpc, tells_why_an_update_does_not_start)
 {
     const auto package = offer(bench.make_package(1000));
+    const auto incomplete = package + "-without-a-member";
+    std::filesystem::copy_file(package, incomplete);
     std::filesystem::resize_file(package, 500);
     harness::write_file(updates() / "damaged.hex", ":\n");
     const auto update = offer(bench.make_update(3000));
     ecu = bench.start_ecu();
     start_service();
+    ASSERT_EQ(run({"/usr/bin/zip", "-qd", incomplete, "version"}), 0) << said;
     const auto name = ecu_with("").CANName;
     EXPECT_EQ(api->UpdateECU(nobody), -3);
     EXPECT_EQ(api->UpdateECUVersion(nobody, "2.0.0"), -3);
@@ -193,8 +219,9 @@ TEST_F(Rpc, tells_why_an_update_does_not_start)
     EXPECT_EQ(api->ScanDirectory(updates() / "none"), 0);
     EXPECT_TRUE(service->says("Unable to open directory " + (updates() / "none").string() + "\r\n"));
     EXPECT_EQ(api->ScanDirectory(updates()), 0);
-    EXPECT_TRUE(service->says("Error: Invalid update file\r\n") &&
-                service->says("Error: Invalid update file\r\n"));
+    for (int file = 0; file < 3; ++file) {
+        EXPECT_TRUE(service->says("Error: Invalid update file\r\n"));
+    }
     EXPECT_EQ(ecu_with("2.0.0").stUpdateVersions, Words{"2.0.0"});
     EXPECT_EQ(api->UpdateECUVersion(name, "2.0"), -2);
     EXPECT_TRUE(service->says("No update of version [2.0] found\n"));
@@ -204,6 +231,9 @@ TEST_F(Rpc, tells_why_an_update_does_not_start)
     harness::write_file(update, ":0100000000FE\n");
     EXPECT_EQ(api->UpdateECU(name), -2);
     EXPECT_TRUE(service->says("Error Parsing Bootload File\r\n"));
+    std::filesystem::remove(update);
+    EXPECT_EQ(api->UpdateECU(name), -2);
+    EXPECT_TRUE(service->says("Unable To Find Bootload File\n\r\nError Parsing Bootload File\r\n"));
     EXPECT_EQ(api->UpdateComplete(), -1);
     EXPECT_EQ(status().state, eStates::BL_IDLE);
 
@@ -212,10 +242,30 @@ TEST_F(Rpc, tells_why_an_update_does_not_start)
     EXPECT_EQ(ecu_with("2.0.0").CANName, name) << "it was asked to claim again";
 }
 
+TEST_F(Rpc, tells_images_and_packages_for_one_ecu_and_updates_it_with_images_alone)
+{
+    offer(bench.make_package(1000));
+    ecu = bench.start_ecu({"--part-number", "A1000-B2000"});
+    start_service();
+    struct Row {
+        const char *image, *preferred; ///< versions
+        int update;                    ///< result of UpdateECU
+    };
+    for (const auto& row : {Row{"1.0.0", "3.0.0", -2}, {"10.0.0", "10.0.0", 0}}) {
+        offer(bench.make_update(3000, row.image));
+        EXPECT_EQ(api->ScanDirectory(updates()), 0);
+        const auto both = ecu_with(row.preferred);
+        EXPECT_EQ(both.stUpdateVersions, (Words{row.image, "3.0.0"}));
+        EXPECT_EQ(api->UpdateECUVersion(both.CANName, "3.0.0"), -2);
+        EXPECT_TRUE(service->says("No update of version [3.0.0] found\n"));
+        EXPECT_EQ(api->UpdateECU(both.CANName), row.update);
+    }
+}
+
 TEST_F(Rpc, refuses_in_each_state_of_a_session_what_would_disturb_it)
 {
     offer(bench.make_update(3000));
-    ecu = bench.start_ecu({"--delay-ms", "150"});
+    ecu = bench.start_ecu({"--delay-ms", "150", "--busy", "1", "--busy-step", "write"});
     start_service();
     EXPECT_EQ(api->ScanDirectory(updates()), 0);
     const auto name = ecu_with("2.0.0").CANName;
@@ -237,11 +287,62 @@ TEST_F(Rpc, refuses_in_each_state_of_a_session_what_would_disturb_it)
                                     eStates::BL_RESTART, eStates::BL_RESTART_PENDING, eStates::BL_COMPLETE,
                                     eStates::BL_COMPLETE_ACK));
     expect_refusals(status(), name);
+    EXPECT_THAT(service->output(), HasSubstr("Busy\t\t: \r\n"));
     EXPECT_TRUE(bench.flash() == bench.program());
     EXPECT_EQ(api->UpdateComplete(), 0);
     EXPECT_EQ(status().state, eStates::BL_IDLE);
     EXPECT_EQ(api->UpdateComplete(), -1);
     EXPECT_EQ(ecu_with("2.0.0").sCurrentVersion, "2.0.0");
+}
+
+/// Sessions at another bit rate. The service sets it on "can1", of which a machine without it only tells; a
+/// machine that has it may need it.
+class Other_rate : public Rpc {
+protected:
+    void SetUp() override
+    {
+        if (::if_nametoindex("can1") != 0) {
+            GTEST_SKIP() << "can1 is there, and would be changed";
+        }
+        Rpc::SetUp();
+    }
+    void update_an_ecu(const Words& options)
+    {
+        offer(bench.make_update(3000));
+        ecu = bench.start_ecu(options);
+        start_service({"-q", "-b", "500000"});
+        EXPECT_EQ(api->ScanDirectory(updates()), 0);
+        EXPECT_EQ(api->UpdateECU(ecu_with("2.0.0").CANName), 0);
+    }
+};
+
+TEST_F(Other_rate, looks_idle_to_callers_while_it_is_agreed_on)
+{
+    update_an_ecu({"--delay-ms", "150", "--busy", "1", "--busy-step", "rate"});
+    auto states = follow([this](const stInfo& info) { expect_refusals(info, nobody); });
+    EXPECT_EQ(states.back(), eStates::BL_COMPLETE_ACK) << service->output();
+    states.resize(5);
+    EXPECT_THAT(states, ElementsAre(eStates::BL_START, eStates::BL_BOOTLOADER_PENDING, eStates::BL_IDLE,
+                                    eStates::BL_BOOTLOADER_PENDING, eStates::BL_BOOTLOADER));
+    EXPECT_THAT(ecu->output(), HasSubstr("bit rate 500000\n"));
+    EXPECT_THAT(service->output(), HasSubstr("Busy\t\t: \r\n"));
+}
+
+TEST_F(Other_rate, fails_a_session_whose_ecu_does_not_answer)
+{
+    update_an_ecu({"--silent", "rate"});
+    EXPECT_THAT(follow(), ElementsAre(eStates::BL_START, eStates::BL_BOOTLOADER_PENDING, eStates::BL_IDLE,
+                                      eStates::BL_FAILURE));
+    EXPECT_EQ(status().error, 2);
+    EXPECT_THAT(service->output(), testing::AllOf(HasSubstr("MemoryAccess Timeout: Aborting\r\n"),
+                                                  testing::Not(HasSubstr("Change local baud"))));
+}
+
+TEST_F(Other_rate, ends_with_the_service_when_the_ecu_refuses_it)
+{
+    update_an_ecu({"--refuse", "rate"});
+    EXPECT_TRUE(service->says("MA Failed\t\t: \r\nMemory access bootload error! \r\n;")) << service->output();
+    EXPECT_EQ(service->ends(), 0);
 }
 
 struct Fault {
@@ -384,6 +485,25 @@ TEST_F(Wireless_package, that_changed_since_the_scan_is_not_sent)
     EXPECT_TRUE(service->says("File Size changed " + package + "\r\n"));
 }
 
+TEST_F(Wireless_package, is_not_sent_without_a_thread_for_it)
+{
+    offer(bench.make_package(1000));
+    node = bench.start_node();
+    start_limited_service();
+    EXPECT_EQ(api->ScanDirectory(updates()), 0);
+    const auto name = ecu_with("3.0.0").CANName;
+    limit("nproc=1:");
+    EXPECT_EQ(api->UpdateECUVersion(name, "3.0.0"), 0);
+    EXPECT_EQ(follow().back(), eStates::BL_FAILURE);
+    EXPECT_EQ(status().error, 27);
+    EXPECT_TRUE(service->says("Starting Transfer Thread...\nError - pthread_create_ftp() return code: 11\n"))
+        << service->output();
+    limit("nproc=$(ulimit -Hu):");
+    EXPECT_EQ(api->UpdateComplete(), 0);
+    EXPECT_EQ(api->UpdateECUVersion(name, "3.0.0"), 0);
+    EXPECT_EQ(follow().back(), eStates::BL_COMPLETE_ACK);
+}
+
 const std::string no_host = std::string(64, 'a') + ".local:80";
 constexpr std::size_t more_than_sockets_hold = 32'000'000; // bytes
 
@@ -406,7 +526,11 @@ INSTANTIATE_TEST_SUITE_P(
              34,
              "HTTP Response code: 500 \r\n"},
         Mood{"upload_redirect", {"--upload", "redirect"}, 34, "HTTP Response code: 302 \r\n"},
-        Mood{"stops_reading", {"--stop-reading", "1000"}, 34, "aborting", more_than_sockets_hold},
+        Mood{"stops_reading",
+             {"--stop-reading", "1000"},
+             34,
+             "\nno bytes transferred in 10 intervals, aborting\n",
+             more_than_sockets_hold},
         Mood{"breaks_off", {"--break-off", "50000"}, 30, "curl_easy_perform() failed: (5", more_than_sockets_hold},
         Mood{"nobody_listens", {}, 30, "curl_easy_perform() failed: (7) ", 1000, "127.0.0.1:1"},
         Mood{"unknown_host", {}, 36, "curl_easy_perform() failed: (6) ", 1000, no_host},
@@ -529,20 +653,8 @@ TEST_F(Rpc, ends_in_time_beside_a_caller_that_asks_and_never_reads)
 
 TEST_F(Rpc, serves_again_after_a_time_without_descriptors_or_threads)
 {
-    // Root may have any number of threads. Another user has to reach the program.
-    const auto program = bench.path("flintrow");
-    const std::string as_user = ::geteuid() == 0 ? "exec setpriv --reuid=65534 --clear-groups " : "exec ";
-    std::filesystem::copy_file(FLINTROW_BIN_DIR "/flintrow", program);
-    harness::write_file(bench.path("start"), "#!/bin/sh\n" + as_user + program + " -q\n");
-    std::filesystem::permissions(bench.path(""), std::filesystem::perms::all);
-    for (const auto& file : std::filesystem::recursive_directory_iterator(bench.path(""))) {
-        std::filesystem::permissions(file, std::filesystem::perms::all);
-    }
-    service = bench.start_service({}, bench.path("start"));
-    port = service->listens().value();
-    api = connect_to(port);
+    start_limited_service();
     EXPECT_EQ(api->UpdateComplete(), -1); // it has its thread
-    const auto id = std::to_string(service->id());
     struct Shortage {
         const char *limit, *former, *told;
         bool ends_the_caller;
@@ -553,20 +665,25 @@ TEST_F(Rpc, serves_again_after_a_time_without_descriptors_or_threads)
     rows.push_back({"nofile=3:", "nofile=$(ulimit -Hn):", "Error: accept(): Too many open files\n", false});
 #endif
     for (const auto& row : rows) {
-        const auto set = [&](const std::string& limit) {
-            return run({"/bin/bash", "-c", as_user + "prlimit --pid " + id + " --" + limit});
-        };
-        ASSERT_EQ(set(row.limit), 0) << said;
+        limit(row.limit);
         const Raw_connection caller(port);
         EXPECT_TRUE(service->says(row.told, 5s)) << service->output();
         EXPECT_EQ(caller.is_ended(1s), row.ends_the_caller);
         EXPECT_FALSE(service->ends(1s)) << service->output(); // its token cannot be looked at, and is there
         EXPECT_EQ(api->UpdateComplete(), -1);
-        ASSERT_EQ(set(row.former), 0) << said;
+        limit(row.former);
         EXPECT_EQ(connect_to(port)->UpdateComplete(), -1);
     }
     service->signal(SIGTERM);
     EXPECT_EQ(service->ends(4s), 0) << service->output();
+}
+
+TEST_F(Rpc, serves_this_machine_alone_and_refuses_orders_while_it_looks_for_the_ecu_of_its_command_line)
+{
+    start_service({"-w", bench.make_update(1000)});
+    EXPECT_THROW(transport::TSocket("127.0.0.2", port).open(), transport::TTransportException);
+    EXPECT_EQ(status().state, eStates::BL_IDLE);
+    expect_refusals(status(), nobody);
 }
 
 TEST_F(Rpc, ends_in_time_in_the_middle_of_a_scan)

@@ -2,29 +2,21 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <ostream>
+
+#include "bench/make_update/ecu_info.h"
 
 namespace bench::update {
 
 namespace {
 
 constexpr std::size_t block_limit = 1024;
-constexpr std::size_t sector_limit = 256;
-
-/// Bytes that a record of the type must have; 0 where any number will do.
-std::size_t size_of(Type type) noexcept
-{
-    switch (type) {
-        case Type::segment_address:
-        case Type::linear_address: return 2;
-        case Type::start_segment:
-        case Type::start_linear: return 4;
-        case Type::sector: return 8;
-        default: return 0;
-    }
-}
+constexpr std::size_t parameter_limit = 8;
+constexpr std::uintmax_t file_limit = 256U << 20; ///< bytes that the service reads
 
 bool is_plain(const std::string& text)
 {
@@ -34,21 +26,28 @@ bool is_plain(const std::string& text)
 
 } // namespace
 
-bool Checker::check(const std::string& path, std::ostream& out, std::ostream& problems)
+bool Checker::check(std::ostream& out)
 {
-    path_ = path;
-    problems_ = &problems;
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path_, std::ios::binary);
     if (!file || (file.peek() == std::ifstream::traits_type::eof() && !file.eof())) {
         problem("cannot be read");
         return false;
     }
-    std::string text;
-    while (std::getline(file, text)) {
-        ++number_;
-        take(text);
+    std::error_code none;
+    if (const auto size = std::filesystem::file_size(path_, none); !none && size > file_limit) {
+        problem("is larger than 256 MiB, which the service does not read");
+        return false;
     }
-    number_ = 0;
+    return check(file, out);
+}
+
+bool Checker::check(std::istream& text, std::ostream& out)
+{
+    std::string line;
+    while (std::getline(text, line)) {
+        ++number_;
+        take(line);
+    }
     finish();
     print(out);
     return good_;
@@ -70,72 +69,89 @@ void Checker::take(const std::string& text)
         return;
     }
     sum_ = static_cast<std::uint8_t>(sum_ + plain_sum(plain, line->type));
-    const auto size = size_of(line->type);
-    if (size != 0 && line->data.size() != size) {
-        problem("has " + std::to_string(line->data.size()) + " data bytes where " + std::to_string(size) +
-                " are due");
-        return;
-    }
     take_line(*line);
 }
 
 void Checker::take_line(const Line& line)
 {
     switch (line.type) {
-        case Type::data:
-            if (!add_bytes(program_, upper_ + line.address, line.data)) {
-                problem("writes over bytes of an earlier line");
-            }
-            return;
+        case Type::data: return take_data(line);
         case Type::end_of_file: ended_ = true; return;
         case Type::segment_address: upper_ = big_endian(line.data) << 4; return;
         case Type::linear_address: upper_ = big_endian(line.data) << 16; return;
-        case Type::start_segment: problem("is a start segment address, which no ECU uses"); return;
+        case Type::start_segment: return problem("is a start segment address, which no ECU uses");
         case Type::start_linear: return;
-        case Type::ecu_info:
-            block_.insert(block_.end(), line.data.begin(), line.data.end());
-            if (block_.size() > block_limit) {
-                problem("brings the ECU info above 1024 bytes");
-            }
-            return;
-        case Type::encryption:
-            encryption_ = line.address == 0 && !line.data.empty() ? line.data[0] : encryption_;
-            return;
-        case Type::version: version_.assign(line.data.begin(), line.data.end()); return;
-        case Type::sector: take_sector(line); return;
+        case Type::ecu_info: return take_ecu_info(line);
+        case Type::encryption: return take_encryption(line);
+        case Type::version: return take_version(line);
+        case Type::sector: return take_sector(line);
+        case Type::reserved_text: break;
     }
     problem("has an unknown type");
+}
+
+/// Only the sectors that stand before the line count for it.
+void Checker::take_data(const Line& line)
+{
+    const Data_line data{number_, upper_ + line.address, line.data.size()};
+    std::string words;
+    if (!add_bytes(program_, data.address, line.data, words)) {
+        return problem(words);
+    }
+    layout_.mark(data.address, data.size);
+    if (const auto outside = layout_.first_outside(data.address, data.size)) {
+        data_problem(data, *outside, "outside of every sector before it");
+    } else {
+        data_lines_.push_back(data);
+    }
+}
+
+void Checker::take_ecu_info(const Line& line)
+{
+    block_.insert(block_.end(), line.data.begin(), line.data.end());
+    block_lines_.resize(block_.size(), number_);
+    if (block_.size() > block_limit) {
+        problem("brings the ECU info above 1024 bytes");
+    }
+}
+
+void Checker::take_encryption(const Line& line)
+{
+    if (line.address == 0) {
+        encryption_ = line.data.front();
+        encryption_line_ = number_;
+    } else if (line.address > 1) {
+        problem("is encryption info at address " + std::to_string(line.address) +
+                ", which is passed over; the version stands at 0, parameters at 1");
+    } else if (line.data.size() > parameter_limit) {
+        problem("has more than 8 bytes of encryption parameters");
+    }
+}
+
+void Checker::take_version(const Line& line)
+{
+    if (line.address != 0) {
+        return problem("is a version at address " + std::to_string(line.address) +
+                       ", which is passed over; only 0 counts");
+    }
+    version_.assign(line.data.begin(), std::find(line.data.begin(), line.data.end(), std::uint8_t{0}));
 }
 
 void Checker::take_sector(const Line& line)
 {
     const auto bytes = std::span(line.data);
-    const Sector sector{big_endian(bytes.first(4)), big_endian(bytes.subspan(4))};
-    if (line.address == 0) {
-        tables_.emplace_back();
-    }
-    if (tables_.empty()) {
-        problem("defines a sector before sector 0, which begins a table");
-    } else if (line.address >= sector_limit) {
-        problem("defines sector " + std::to_string(line.address) + "; 255 is the last");
-    } else if (sector.end < sector.start) {
-        problem("defines a sector that ends before it begins");
-    } else {
-        tables_.back().push_back(sector);
+    std::string words;
+    if (!layout_.define(line.address, {big_endian(bytes.first(4)), big_endian(bytes.subspan(4))}, words)) {
+        problem(words);
     }
 }
 
 void Checker::finish()
 {
-    std::vector<Sector> sectors;
-    for (const auto& table : tables_) {
-        sectors.insert(sectors.end(), table.begin(), table.end());
-    }
-    std::uint32_t address = 0;
-    if (!sectors_hold(sectors, program_, address)) {
-        char words[64];
-        std::snprintf(words, sizeof words, "has data at 0x%08x, outside of every sector", address);
-        problem(words);
+    finish_data();
+    number_ = 0;
+    if (program_.empty()) {
+        problem("has no data");
     }
     if (version_.empty()) {
         problem("gives no software version");
@@ -143,22 +159,61 @@ void Checker::finish()
     if (!ended_) {
         problem("has no end of file record");
     }
-    ecu_info_ = encryption_ == 1 ? unscramble(block_, sum_) : "";
+    finish_ecu_info();
+}
+
+void Checker::finish_data()
+{
+    told_until_.reset();
+    for (const auto& line : data_lines_) {
+        if (const auto address = layout_.first_not_erased(line.address, line.size)) {
+            number_ = line.number;
+            data_problem(line, *address,
+                         "in a sector that is not erased: no line in it ends two bytes or more before its end");
+        }
+    }
+}
+
+void Checker::finish_ecu_info()
+{
     if (encryption_ != 1) {
-        problem("gives no encryption version, or one other than 1; it fits no ECU");
-    } else if (ecu_info_.empty() || !is_plain(ecu_info_) || ecu_info_.back() != '*') {
-        problem("has no readable ECU info; was a line changed after it was made?");
+        number_ = encryption_line_;
+        return problem("gives no encryption version, or one other than 1; it fits no ECU");
+    }
+    ecu_info_ = unscramble(block_, sum_);
+    if (ecu_info_.empty() || !is_plain(ecu_info_) || ecu_info_.back() != '*') {
+        return problem("has no readable ECU info; was a line changed after it was made?");
+    }
+    for (const auto& [place, words] : find_problems(ecu_info_)) {
+        number_ = block_lines_.at(ecu_info_.size() - 1 - place); // it stands there reversed
+        tell("warning: " + words);
     }
 }
 
 void Checker::problem(const std::string& words)
 {
     good_ = false;
-    *problems_ << path_;
+    tell(words);
+}
+
+void Checker::tell(const std::string& words)
+{
+    problems_ << path_;
     if (number_ != 0) {
-        *problems_ << ':' << number_;
+        problems_ << ':' << number_;
     }
-    *problems_ << ": " << words << '\n';
+    problems_ << ": " << words << '\n';
+}
+
+/// Told once for lines that follow each other without a gap.
+void Checker::data_problem(const Data_line& line, std::uint32_t address, const char* words)
+{
+    if (address != told_until_) {
+        char hex[16];
+        std::snprintf(hex, sizeof hex, "0x%08x", address);
+        problem("has data at " + std::string(hex) + ", " + words);
+    }
+    told_until_ = std::uint64_t{line.address} + line.size;
 }
 
 void Checker::print(std::ostream& out) const
@@ -169,10 +224,8 @@ void Checker::print(std::ostream& out) const
     const auto range = [&out](const char* what, std::uint64_t start, std::uint64_t end) {
         out << what << "0x" << std::setw(8) << start << " - 0x" << std::setw(8) << end << '\n';
     };
-    for (const auto& table : tables_) {
-        for (const auto& sector : table) {
-            range("sector    ", sector.start, sector.end);
-        }
+    for (const auto& sector : layout_.sectors()) {
+        range("sector    ", sector.start, sector.end);
     }
     std::size_t size = 0;
     for (const auto& [start, bytes] : program_) {

@@ -38,6 +38,25 @@ std::uint8_t sum_of(std::span<const std::uint8_t> bytes) noexcept
     });
 }
 
+/// Bytes that a record of the type must have; 0 where any number will do.
+std::size_t size_of(Type type) noexcept
+{
+    switch (type) {
+        case Type::segment_address:
+        case Type::linear_address: return 2;
+        case Type::start_segment:
+        case Type::start_linear: return 4;
+        case Type::sector: return 8;
+        default: return 0;
+    }
+}
+
+/// The data bytes that a length field promises; in records of two types 0 stands for 1.
+std::size_t promised(std::uint8_t length, Type type) noexcept
+{
+    return length == 0 && (type == Type::encryption || type == Type::reserved_text) ? 1 : length;
+}
+
 } // namespace
 
 std::string encode(const Line& line)
@@ -62,20 +81,21 @@ std::optional<Line> decode(std::string_view text, std::string& problem)
         problem = "holds something other than pairs of hexadecimal digits";
         return std::nullopt;
     }
-    if (bytes->size() < 5 || bytes->size() < 5U + bytes->front()) {
-        problem = "is shorter than its length field promises";
-        return std::nullopt;
+    const auto type = static_cast<Type>(bytes->size() < 5 ? 0 : (*bytes)[3]);
+    const auto size = bytes->empty() ? 0 : promised(bytes->front(), type);
+    if (bytes->size() != size + 5) {
+        problem = bytes->size() < size + 5 ? "is shorter than its length field promises"
+                                           : "is longer than its length field tells";
+    } else if (sum_of(*bytes) != 0) {
+        problem = "has a wrong checksum";
+    } else if (size_of(type) != 0 && size != size_of(type)) {
+        problem =
+            "has " + std::to_string(size) + " data bytes where " + std::to_string(size_of(type)) + " are due";
+    } else {
+        const auto address = static_cast<std::uint16_t>(big_endian(std::span(*bytes).subspan(1, 2)));
+        return Line{address, type, {bytes->begin() + 4, bytes->end() - 1}};
     }
-    const auto size = static_cast<std::size_t>(bytes->front());
-    if (sum_of(*bytes) != 0 || bytes->size() > size + 5) {
-        problem = bytes->size() > size + 5 ? "is longer than its length field tells" : "has a wrong checksum";
-        return std::nullopt;
-    }
-    Line line;
-    line.address = static_cast<std::uint16_t>(big_endian(std::span(*bytes).subspan(1, 2)));
-    line.type = static_cast<Type>((*bytes)[3]);
-    line.data.assign(bytes->begin() + 4, bytes->end() - 1);
-    return line;
+    return std::nullopt;
 }
 
 std::uint8_t plain_sum(const std::string& text, Type type) noexcept

@@ -9,7 +9,7 @@
 
 namespace bench::update {
 
-/// Types of record: those of Intel HEX, and the four that an update file adds.
+/// Types of record: those of Intel HEX, and those that an update file adds.
 enum class Type : std::uint8_t {
     data = 0x00,
     end_of_file = 0x01,
@@ -20,6 +20,7 @@ enum class Type : std::uint8_t {
     ecu_info = 0x0A,
     encryption = 0x0B,
     version = 0x0C,
+    reserved_text = 0x0D, ///< of no meaning
     sector = 0x10,
 };
 

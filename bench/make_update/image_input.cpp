@@ -18,15 +18,10 @@ public:
     bool take(const Line& line, std::string& problem)
     {
         switch (line.type) {
-            case Type::data:
-                if (add_bytes(runs, upper_ + line.address, line.data)) {
-                    return true;
-                }
-                problem = "writes over bytes of an earlier line";
-                return false;
+            case Type::data: return add_bytes(runs, upper_ + line.address, line.data, problem);
             case Type::segment_address: upper_ = big_endian(line.data) << 4; return true;
             case Type::linear_address: upper_ = big_endian(line.data) << 16; return true;
-            case Type::end_of_file:
+            case Type::end_of_file: ended = true; return true;
             case Type::start_segment:
             case Type::start_linear: return true;
             default: problem = "is no record of Intel HEX"; return false;
@@ -34,6 +29,7 @@ public:
     }
 
     Runs runs;
+    bool ended = false;
 
 private:
     std::uint32_t upper_ = 0;
@@ -58,19 +54,28 @@ std::optional<Runs> read_hex(std::istream& file, const std::string& path, std::s
             return std::nullopt;
         }
     }
+    if (!reader.ended) {
+        problem = path + ": has no end of file record; is it whole?";
+        return std::nullopt;
+    }
     return std::move(reader.runs);
 }
 
 } // namespace
 
-bool add_bytes(Runs& runs, std::uint32_t address, const std::vector<std::uint8_t>& bytes)
+bool add_bytes(Runs& runs, std::uint32_t address, const std::vector<std::uint8_t>& bytes, std::string& problem)
 {
     if (bytes.empty()) {
         return true;
     }
     const auto end = std::uint64_t{address} + bytes.size();
+    if (end > UINT32_MAX) {
+        problem = "has data at or beyond 0xffffffff, the end of the address space";
+        return false;
+    }
+    problem = "writes over bytes of an earlier line";
     const auto next = runs.lower_bound(address);
-    if (end > UINT32_MAX || (next != runs.end() && next->first < end)) {
+    if (next != runs.end() && next->first < end) {
         return false;
     }
     auto run = next;
@@ -92,6 +97,7 @@ bool add_bytes(Runs& runs, std::uint32_t address, const std::vector<std::uint8_t
         run->second.insert(run->second.end(), next->second.begin(), next->second.end());
         runs.erase(next);
     }
+    problem.clear();
     return true;
 }
 
@@ -107,8 +113,8 @@ std::optional<Runs> read_program(const std::string& path, std::uint32_t base, st
     }
     const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     Runs runs;
-    if (!add_bytes(runs, base, bytes)) {
-        problem = path + ": does not fit below the end of a 32-bit address space";
+    if (!add_bytes(runs, base, bytes, problem)) {
+        problem.insert(0, path + ": ");
         return std::nullopt;
     }
     return runs;

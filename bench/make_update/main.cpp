@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <sstream>
 
 namespace {
 
@@ -17,14 +18,15 @@ int make(bench::update::Options& options)
         std::cerr << problem << '\n';
         return 1;
     }
-    std::uint32_t address = 0;
-    if (!bench::update::sectors_hold(options.update.sectors, *program, address)) {
-        std::fprintf(stderr, "make_update: the program has data at 0x%08x, outside of every sector\n", address);
+    options.update.program = std::move(*program);
+    std::stringstream text(write_update(options.update));
+    std::ostream nowhere(nullptr);
+    if (!bench::update::Checker(options.output, std::cerr).check(text, nowhere)) {
+        std::fprintf(stderr, "make_update: %s would be wrong and is not written\n", options.output.c_str());
         return 1;
     }
-    options.update.program = std::move(*program);
     std::ofstream file(options.output, std::ios::binary);
-    file << bench::update::write_update(options.update);
+    file << text.str();
     file.close();
     if (!file) {
         std::fprintf(stderr, "make_update: cannot write %s: %s\n", options.output.c_str(), std::strerror(errno));
@@ -43,7 +45,7 @@ int main(int argc, char** argv)
         return exit_status;
     }
     if (!options->check.empty()) {
-        return bench::update::Checker().check(options->check, std::cout, std::cerr) ? 0 : 1;
+        return bench::update::Checker(options->check, std::cerr).check(std::cout) ? 0 : 1;
     }
     return make(*options);
 }

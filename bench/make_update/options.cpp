@@ -22,9 +22,10 @@ constexpr const char* help =
     "  --sectors BASE:SIZE:COUNT   COUNT flash sectors of SIZE bytes from BASE on; may be given again\n"
     "  --base ADDRESS              where plain bytes go (default: the first sector)\n"
     "  --line-length N             data bytes in a line (default 16)\n"
-    "  --check FILE                print what FILE holds; problems with their line; exits 1 when there are any\n"
+    "  --check FILE                print what FILE holds; problems with their line; exits 1 when there are any:\n"
+    "                              what the service refuses, passes over, or takes for something else\n"
     "  --help                      this text\n\n"
-    "Numbers are decimal, or hexadecimal with 0x.\n";
+    "Numbers are decimal, or hexadecimal with 0x. A file that would not pass its own check is not made.\n";
 
 int complain(const char* words, const char* what)
 {

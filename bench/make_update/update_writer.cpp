@@ -67,22 +67,4 @@ std::string write_update(const Update& update)
     return std::move(out.text);
 }
 
-bool sectors_hold(const std::vector<Sector>& sectors, const Runs& program, std::uint32_t& address)
-{
-    for (const auto& [start, bytes] : program) {
-        std::uint64_t place = start;
-        while (place < start + bytes.size()) {
-            const auto sector = std::find_if(sectors.begin(), sectors.end(), [place](const Sector& candidate) {
-                return candidate.start <= place && place <= candidate.end;
-            });
-            if (sector == sectors.end()) {
-                address = static_cast<std::uint32_t>(place);
-                return false;
-            }
-            place = std::uint64_t{sector->end} + 1;
-        }
-    }
-    return true;
-}
-
 } // namespace bench::update

@@ -5,13 +5,9 @@
 #include <vector>
 
 #include "bench/make_update/image_input.h"
+#include "bench/make_update/layout.h"
 
 namespace bench::update {
-
-struct Sector {
-    std::uint32_t start; ///< first byte
-    std::uint32_t end;   ///< last byte
-};
 
 /// What goes into an update file.
 struct Update {
@@ -24,8 +20,5 @@ struct Update {
 
 /// The text of the update file, each line ended by a line feed.
 [[nodiscard]] std::string write_update(const Update& update);
-
-/// Whether every byte of the program lies in a sector; if not, `address` is the first that does not.
-[[nodiscard]] bool sectors_hold(const std::vector<Sector>& sectors, const Runs& program, std::uint32_t& address);
 
 } // namespace bench::update
