@@ -16,6 +16,7 @@ namespace {
 
 constexpr std::size_t block_limit = 1024;
 constexpr std::size_t parameter_limit = 8;
+constexpr std::size_t piece_limit = 65536;
 constexpr std::uintmax_t file_limit = 256U << 20; ///< bytes that the service reads
 
 bool is_plain(const std::string& text)
@@ -98,6 +99,10 @@ void Checker::take_data(const Line& line)
     if (!add_bytes(program_, data.address, line.data, words)) {
         return problem(words);
     }
+    if (data.address != piece_end_ && ++piece_count_ == piece_limit + 1) {
+        problem("begins a piece of data too many; " + std::to_string(piece_limit) + " are the limit");
+    }
+    piece_end_ = std::uint64_t{data.address} + data.size;
     layout_.mark(data.address, data.size);
     if (const auto outside = layout_.first_outside(data.address, data.size)) {
         data_problem(data, *outside, "outside of every sector before it");

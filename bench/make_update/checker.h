@@ -57,6 +57,8 @@ private:
     std::size_t number_ = 0; ///< of the line, from 1; 0 for the file as a whole
     bool good_ = true;
     Runs program_;
+    std::size_t piece_count_ = 0;             ///< of data lines that go on from each other
+    std::optional<std::uint64_t> piece_end_;  ///< behind the last data line
     std::vector<Data_line> data_lines_;       ///< those that lie in sectors
     std::optional<std::uint64_t> told_until_; ///< data lines that go on from here have the problem told last
     Layout layout_;
