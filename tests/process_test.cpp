@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include "bench/harness/bench.h"
 
@@ -18,6 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using harness::Bench;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr const char* usage =
     "flintrow: An ISO programming utility\nUsage: flintrow [OPTION...]\n\n"
@@ -80,18 +82,75 @@ TEST_F(Program, saves_new_settings_while_it_runs)
 
 TEST_F(Program, says_what_is_wrong_with_an_update_file)
 {
+    const std::string no_file = "Unable To Find Bootload File\n\r\n";
+    const std::string invalid = "Error: Invalid update file\r\n";
     std::filesystem::create_directory(bench.path("folder"));
     harness::write_file(bench.path("damaged"), ":0100000000FE\n");
-    harness::write_file(bench.path("binary"), std::string("\x7F"
-                                                          "ELF\n:\0\0\0\n",
-                                                          10));
-    for (const char* name : {"missing", "folder", "damaged", "binary"}) {
-        const auto service = bench.start_service({"-w", bench.path(name)});
-        EXPECT_TRUE(service->says("Error: Invalid update file\r\n")) << name;
-        EXPECT_TRUE(service->says("Programming Failure!\r\n\r\n")) << name;
-        service->signal(SIGTERM);
-        EXPECT_EQ(service->ends(), 0) << name;
+    harness::write_file(bench.path("binary"), "\x7F"
+                                              "ELF\n:\x01\n"); // a line that looks like a record
+    std::vector<std::pair<std::string, std::string>> rows{
+        {bench.path("missing"), no_file + no_file + invalid},
+        {bench.path("folder"), no_file + no_file + invalid},
+        {bench.path("damaged"), invalid},
+        {bench.path("binary"), invalid},
+        {"/proc/self/mem", invalid}, // can be opened and not be read
+    };
+    if (::geteuid() != 0) { // whom no rights keep out
+        harness::write_file(bench.path("locked"), "");
+        std::filesystem::permissions(bench.path("locked"), std::filesystem::perms::none);
+        rows.emplace_back(bench.path("locked"), no_file + no_file + invalid);
     }
+    for (const auto& [file, words] : rows) {
+        const auto service = bench.start_service({"-w", file});
+        EXPECT_TRUE(service->says(words)) << file << service->output();
+        EXPECT_TRUE(service->says("Programming Failure!\r\n\r\n")) << file;
+        service->signal(SIGTERM);
+        EXPECT_EQ(service->ends(), 0) << file;
+    }
+    const auto exiting = bench.start_service({"-e", "-w", bench.path("missing")});
+    EXPECT_TRUE(exiting->says("Programming Failure!"));
+    EXPECT_EQ(exiting->ends(), 0);
+}
+
+TEST_F(Program, takes_a_text_without_records_for_an_update_that_fits_no_ecu)
+{
+    const auto ecu = bench.start_ecu();
+    for (const char* content : {"", "no record\nin any line\n"}) {
+        harness::write_file(bench.path("text"), content);
+        const auto service = bench.start_service({"-e", "-w", bench.path("text")});
+        EXPECT_TRUE(service->says("Unsupported ECU Encryption Version\r\n")) << content;
+        EXPECT_TRUE(service->says("SWiD [2]BLD,A1000")) << content; // an ECU to be programmed is there
+        EXPECT_FALSE(service->says("Match found!", 2s)) << content;
+        EXPECT_FALSE(service->ends(0s)) << content;
+        service->signal(SIGINT);
+        EXPECT_EQ(service->ends(), 0) << content;
+        EXPECT_THAT(service->output(), Not(HasSubstr("Programming"))) << content;
+    }
+}
+
+TEST_F(Program, scans_its_own_folder_and_the_last_one_of_its_options_unless_it_is_given_a_file)
+{
+    const std::string own = "/usr/local/src/bitstreams/isonode";
+    const auto update = bench.make_update(10);
+    for (const auto& folder : {own.substr(1), std::string("first"), std::string("last")}) {
+        std::filesystem::create_directories(bench.path(folder));
+        std::filesystem::copy(update, bench.path(folder));
+    }
+    const auto parsed_in = [](const std::string& folder) { return "Parsing " + folder + "/update.hex...\r\n"; };
+    const auto service = bench.start_service({"-v", "-d", bench.path("first"), "--dir=" + bench.path("last")});
+    EXPECT_TRUE(service->says(parsed_in(own))) << service->output();
+    EXPECT_TRUE(service->says("SoftwareVersion: 2.0.0"));
+    EXPECT_TRUE(service->says(parsed_in(bench.path("last"))));
+    EXPECT_TRUE(service->says("SoftwareVersion: 2.0.0"));
+    EXPECT_TRUE(service->says("Initailize type 0 progress 0\r\n"));
+    EXPECT_THAT(service->output(), Not(HasSubstr(parsed_in(bench.path("first")))));
+    EXPECT_EQ(bench.order(*service, {"--json", "directories"}),
+              "[\n  \"" + own + "\",\n  \"" + bench.path("last") + "\"\n]\n");
+
+    const auto other = bench.start_service({"-d", bench.path("last"), "-w", update});
+    EXPECT_TRUE(other->says("Initailize type 0 progress 18\r\n"));
+    EXPECT_THAT(other->output(), Not(HasSubstr("Parsing")));
+    EXPECT_EQ(bench.order(*other, {"--json", "directories"}), "[]\n");
 }
 
 TEST_F(Program, runs_on_with_a_damaged_configuration_and_one_that_cannot_be_written)
@@ -208,22 +267,83 @@ TEST_F(Program, survives_a_router_that_restarts_in_the_middle_of_an_update)
     EXPECT_EQ(service->ends(30s), 0);
 }
 
-/// Signals in every state of a session: the service ends in time, whatever the state.
-class Signal_in_state : public Program, public testing::WithParamInterface<const char*> {};
+/// Where a session stands, by what the service says there.
+struct Place {
+    const char* name;
+    const char* words;
+    std::vector<std::string> mood = {}; ///< of the ECU or node
+    bool has_ecu = true;
+};
+
+std::ostream& operator<<(std::ostream& out, const Place& place) { return out << place.name; }
+
+/// The service on a bus of its own with a session, and the signal that comes into it.
+struct Interrupted {
+    int signal;
+    int status;
+    Bench bench = {};
+    std::unique_ptr<harness::Process> ecu = nullptr, service = nullptr;
+};
+
+class Signal_in_state : public testing::TestWithParam<Place> {};
 
 TEST_P(Signal_in_state, ends_the_service)
 {
-    const auto update = bench.make_update(30000);
-    const auto ecu = bench.start_ecu({"--delay-ms", "150"});
-    const auto service = bench.start_service({"-w", update});
-    EXPECT_TRUE(service->says(GetParam(), 60s)) << service->output() << ecu->output();
-    service->signal(SIGTERM);
-    EXPECT_EQ(service->ends(10s), 0) << service->output();
+    Interrupted sessions[]{{SIGTERM, 0}, {SIGINT, 0}, {SIGHUP, 255}}; // side by side: each waits real seconds
+    for (auto& [signal, status, bench, ecu, service] : sessions) {
+        bench.start_router();
+        auto options = GetParam().mood;
+        options.insert(options.end(), {"--delay-ms", "150"});
+        ecu = GetParam().has_ecu ? bench.start_ecu(options) : nullptr;
+        service = bench.start_service({"-w", bench.make_update(5000)});
+    }
+    for (auto& [signal, status, bench, ecu, service] : sessions) {
+        EXPECT_TRUE(service->says(GetParam().words, 60s)) << service->output();
+        service->signal(signal);
+    }
+    for (auto& [signal, status, bench, ecu, service] : sessions) {
+        EXPECT_EQ(service->ends(10s), status) << service->output();
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(states, Signal_in_state,
-                         testing::Values("Initailize", "Enter bootloader", "Starting erase", "Programming Image",
-                                         "Verifying", "Resetting", "Programming Complete"));
+                         testing::Values(Place{"claim", "Initailize"}, Place{"search", "Adding [249:", {}, false},
+                                         Place{"entry", "Enter bootloader"}, Place{"erase", "Starting erase"},
+                                         Place{"data", "Programming Image"}, Place{"checksum", "Verifying"},
+                                         Place{"reset", "Resetting"}, Place{"return", "Target Found!"},
+                                         Place{"success", "Programming Complete"},
+                                         Place{"failure", "Programming Failure", {"--checksum-length", "5"}}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+class Signal_in_wireless_state : public testing::TestWithParam<Place> {};
+
+TEST_P(Signal_in_wireless_state, ends_the_service)
+{
+    for (const auto& [signal, status] : {std::pair{SIGTERM, 0}, {SIGINT, 0}, {SIGHUP, 255}}) {
+        Bench bench;
+        bench.start_router();
+        std::filesystem::create_directory(bench.path("updates"));
+        std::filesystem::rename(bench.make_package(1'000'000), bench.path("updates/update.zip"));
+        const auto node = bench.start_node(GetParam().mood);
+        const auto service = bench.start_service({"-d", bench.path("updates")});
+        std::string said;
+        for (int turn = 0; turn < 200 && said.find("Updating") == std::string::npos; ++turn) {
+            std::this_thread::sleep_for(50ms);
+            said = bench.order(*service, {"update", "A000840012E00010"}); // as soon as it knows the ECU
+        }
+        ASSERT_THAT(said, HasSubstr("Updating"));
+        EXPECT_TRUE(service->says(GetParam().words, 60s)) << service->output();
+        service->signal(signal);
+        EXPECT_EQ(service->ends(5s), status) << service->output();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(states, Signal_in_wireless_state,
+                         testing::Values(Place{"start", "Starting Transfer", {"--read-rate", "50000"}},
+                                         Place{"upload", "Upload progress", {"--read-rate", "50000"}},
+                                         Place{"installation", "Starting Install", {"--install", "silent"}},
+                                         Place{"return", "WIFI Install Finished", {"--install-polls", "1"}}),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST_F(Program, starts_and_stops_many_times_without_a_hang)
 {

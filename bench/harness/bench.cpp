@@ -114,6 +114,19 @@ std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& op
         arguments, std::vector<std::string>{"FLINTROW_ROOT=" + folder_.string(), "HOME=" + path("home")});
 }
 
+std::string Bench::order(Process& service, const std::vector<std::string>& words) const
+{
+    const auto port = service.listens();
+    if (!port) {
+        throw std::runtime_error("the service takes no orders: " + service.output());
+    }
+    std::vector<std::string> arguments{programs + "flintrowctl", "--port", std::to_string(*port)};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    Process ctl(arguments);
+    ctl.ends();
+    return ctl.output();
+}
+
 std::string Bench::make_update(std::size_t size, const std::string& version)
 {
     std::mt19937 random(static_cast<std::mt19937::result_type>(size));

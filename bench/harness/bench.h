@@ -40,6 +40,9 @@ public:
     std::unique_ptr<Process> start_service(const std::vector<std::string>& options,
                                            const std::string& program = "") const;
 
+    /// Gives the running service an order through `flintrowctl`; what that says.
+    std::string order(Process& service, const std::vector<std::string>& words) const;
+
     /// Makes an update file of so many bytes of program for ECUs with the part number A1000.
     std::string make_update(std::size_t size, const std::string& version = "2.0.0");
     /// Makes a package of a little more than so many bytes, with version 3.0.0, for nodes with the part number

@@ -32,6 +32,7 @@ Faults::Verdict Faults::on_step(Step step) noexcept
     const auto due = [&](const std::optional<Fault_order>& order) {
         return order && order->step == step && order->occurrence == occurrence;
     };
+    begun_ = begun_ || due(orders_.from);
     if (due(orders_.silent)) {
         return Verdict::silent;
     }
@@ -50,7 +51,7 @@ bool Faults::abort_transport() noexcept
 bool Faults::hits(unsigned percent, std::uint32_t pgn)
 {
     const bool spared = orders_.transport_only && pgn != pgn::transport_connection && pgn != pgn::transport_data;
-    return percent > 0 && !spared && random_() % 100 < percent;
+    return begun_ && percent > 0 && !spared && random_() % 100 < percent;
 }
 
 } // namespace bench::simulated

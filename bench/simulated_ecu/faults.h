@@ -30,11 +30,12 @@ public:
         Step busy_step = Step::erase;
         std::optional<Fault_order> refuse;
         std::optional<Fault_order> silent;
-        unsigned abort_transport = 0; ///< so many chunk transports are aborted in the middle
-        unsigned lose = 0;            ///< percent of the frames sent
-        unsigned repeat = 0;          ///< percent of the frames sent
-        unsigned deaf = 0;            ///< percent of the frames received
-        bool transport_only = false;  ///< lose, repeat and deaf spare all other frames
+        std::optional<Fault_order> from; ///< lose, repeat and deaf begin there; at once when empty
+        unsigned abort_transport = 0;    ///< so many chunk transports are aborted in the middle
+        unsigned lose = 0;               ///< percent of the frames sent
+        unsigned repeat = 0;             ///< percent of the frames sent
+        unsigned deaf = 0;               ///< percent of the frames received
+        bool transport_only = false;     ///< lose, repeat and deaf spare all other frames
         std::uint32_t random_seed = 1;
     };
     enum class Verdict { none, busy, refuse, silent };
@@ -42,6 +43,7 @@ public:
     explicit Faults(const Orders& orders)
         : orders_(orders)
         , random_(orders.random_seed)
+        , begun_(!orders.from)
     {}
 
     /// A request for this step is about to be served; Busy doesn't count as an occurrence.
@@ -58,6 +60,7 @@ private:
     Orders orders_;
     std::array<unsigned, step_count> occurrences_{};
     std::minstd_rand random_;
+    bool begun_; ///< the place of the order `from` is reached
 };
 
 } // namespace bench::simulated
