@@ -15,20 +15,6 @@ namespace {
 constexpr std::uint32_t answer_timeout = 30;       // seconds
 constexpr std::uint8_t last_ordinary_message = 15; // first byte of a proprietary message; above are heartbeats
 
-/// Whether a session in this state can have asked its ECU for something.
-bool asks(State state)
-{
-    switch (state) {
-        case State::BL_IDLE:
-        case State::BL_START:
-        case State::BL_COMPLETE:
-        case State::BL_COMPLETE_ACK:
-        case State::BL_FAILURE:
-        case State::BL_TARGET_SEARCH: return false;
-        default: return true;
-    }
-}
-
 bool has_address(const std::shared_ptr<node::Node>& node)
 {
     return node != nullptr && node->source_address != pdu::null_address;
@@ -42,11 +28,12 @@ const std::shared_ptr<node::Node>& sender_of(const pdu::PDU& pdu)
 
 } // namespace
 
-/// The sending of one chunk. The transport holds it until it is done.
+/// One sending of a chunk. The transport holds it until it is done.
 class Chunk_sending final : public data_supplier::Data_supplier {
 public:
-    explicit Chunk_sending(std::shared_ptr<node::Node> node) noexcept
+    Chunk_sending(std::shared_ptr<node::Node> node, bool is_one_frame) noexcept
         : receiver(std::move(node))
+        , is_through(is_one_frame)
     {}
 
     bool get(std::span<std::uint8_t> view, const Byte_array& payload, std::uint32_t offset) override
@@ -56,7 +43,7 @@ public:
     }
 
     const std::shared_ptr<node::Node> receiver;
-    bool is_through = false; ///< its last byte was on the bus
+    bool is_through; ///< its last byte has been sent
 };
 
 void Session::on_second()
@@ -77,6 +64,9 @@ void Session::exchange_step()
     const State now = state; // one look only: another thread may begin a session at any moment
     if (now == State::BL_START) {
         take_over_choice();
+        if (tick_delay_ > 0) {
+            return;
+        }
     }
     note_target_address();
     switch (access_status_) {
@@ -117,7 +107,7 @@ void Session::on_memory_access_response(const pdu::PDU& pdu)
         case memory_access::Answer::proceed: return on_proceed(response->seed, sender_of(pdu));
         case memory_access::Answer::busy:
             std::puts("Busy\t\t: \r");
-            if (asks(state)) {
+            if (expects_answer()) {
                 access_status_ = Access_status::busy;
             }
             return;
@@ -130,11 +120,17 @@ void Session::on_memory_access_response(const pdu::PDU& pdu)
     }
 }
 
-/// The key of the bootloader's access check is the seed itself; the request goes out again with it. An answer to
-/// what is over, such as the repeated one of an ECU that restarts, opens nothing.
+/// What comes when no request is open was sent late or twice, and opens nothing. Only the wait for the word about
+/// another bit rate may have been ended by such an answer.
+bool Session::expects_answer() const
+{
+    return access_status_ != Access_status::ready || state == State::BL_BAUD_PENDING;
+}
+
+/// The key of the bootloader's access check is the seed itself; the request goes out again with it.
 void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender)
 {
-    if (!asks(state) || (state == State::BL_RESTART_PENDING && access_status_ == Access_status::ready)) {
+    if (!expects_answer()) {
         return;
     }
     if (seed != memory_access::Response::no_key_needed) {
@@ -158,32 +154,36 @@ void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& 
     }
 }
 
-/// Not while it is on its way: the second one would reach the ECU as the data of the next chunk.
+/// Not while it is on its way: the second one would reach the ECU as the data of the next chunk. What is on its
+/// way to a stranger gives way to the target.
 void Session::send_chunk(const std::shared_ptr<node::Node>& node)
 {
-    if (const auto sending = chunk_sending_.lock(); sending != nullptr && sending->receiver == node) {
+    const bool is_under_way = chunk_sending_.use_count() > 1; // the transport holds it, too
+    if ((is_under_way && (chunk_sending_->receiver == node || node != target_node)) || !own_ecu_.is_claimed()) {
         return;
     }
-    const auto sending = std::make_shared<Chunk_sending>(node);
-    chunk_sending_ = sending;
-    chunk_sent_ = true;
-    own_ecu_.send_with_transport(node, pdu::pgn::memory_access_data, memory_access::chunk_data(chunks_.chunk()),
-                                 sending);
+    note_chunk_holder();
+    withdraw_chunk();
+    auto data = memory_access::chunk_data(chunks_.chunk());
+    chunk_sending_ =
+        std::make_shared<Chunk_sending>(node, data != nullptr && data->size() <= ecu::ECU::frame_size_maximum);
+    own_ecu_.send_with_transport(node, pdu::pgn::memory_access_data, std::move(data), chunk_sending_);
 }
 
-/// Nothing is left to repeat it once the ECU has the chunk, or the session is over.
+/// Nothing repeats it any more.
 void Session::withdraw_chunk()
 {
-    if (const auto sending = chunk_sending_.lock()) {
-        own_ecu_.withdraw(*sending);
+    if (chunk_sending_ != nullptr) {
+        own_ecu_.withdraw(*chunk_sending_);
+        chunk_sending_.reset();
     }
 }
 
-/// What was not sent, or not to its end, cannot be written: the answer is that to the chunk before, once more.
-bool Session::may_be_written(const std::shared_ptr<node::Node>& sender) const
+void Session::note_chunk_holder()
 {
-    const auto sending = chunk_sending_.lock();
-    return chunk_sent_ && (sending == nullptr || sending->is_through || sending->receiver != sender);
+    if (chunk_sending_ != nullptr && chunk_sending_->is_through) {
+        chunk_holder_ = chunk_sending_->receiver;
+    }
 }
 
 /// Whether that is the request on its way; an answer may belong to the one before, which was repeated.
@@ -201,8 +201,9 @@ void Session::send_word(const std::shared_ptr<node::Node>& node, std::uint32_t v
 void Session::on_operation_completed(const std::shared_ptr<node::Node>& sender)
 {
     if (transfer_step_ == Transfer_step::announced) {
-        if (!may_be_written(sender)) {
-            return;
+        note_chunk_holder();
+        if (chunk_holder_ != sender) {
+            return; // who has not got the chunk has not written it: that is the answer to another one, once more
         }
         withdraw_chunk();
         chunks_.confirm();
@@ -252,16 +253,16 @@ void Session::on_custom_message(const pdu::PDU& pdu)
     }
 }
 
-/// Begins with this target. When the update before failed it may be left in its bootloader, under the NAME of
-/// that.
-void Session::aim_at(std::shared_ptr<node::Node> node)
+/// Begins with this target, which had `address` last. When the update before failed it may be left in its
+/// bootloader, under the NAME of that.
+void Session::aim_at(std::shared_ptr<node::Node> node, std::uint32_t address)
 {
     const bool is_left_in_bootloader = node == chosen_node_ && !has_address(node) && has_address(target_node);
     chosen_node_ = std::move(node);
     if (!is_left_in_bootloader) {
         target_node = chosen_node_;
     }
-    target_address_ = pdu::null_address;
+    target_address_ = address;
     note_target_address();
 }
 

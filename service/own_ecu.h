@@ -20,6 +20,8 @@ public:
     void attach(std::shared_ptr<ecu::ECU> created) noexcept { ecu_ = std::move(created); }
     void detach() noexcept { ecu_.reset(); }
     bool attached() const noexcept { return ecu_ != nullptr; }
+    /// Whether what is sent leaves: not without an address.
+    bool is_claimed() const noexcept { return ecu_ != nullptr && ecu_->is_claimed(); }
 
     /// Asks `node` for a parameter group [ISO 11783-3 5.4.2].
     void request_software_identification(const std::shared_ptr<node::Node>& node) const;

@@ -127,6 +127,7 @@ private:
         std::shared_ptr<const HexParser> image;
         std::shared_ptr<const ZipParser> package;
         std::shared_ptr<node::Node> target;
+        std::uint32_t address = pdu::null_address; ///< that the target had last
     };
 
     int start_image(const Programmable_item& entry, const std::string& version);
@@ -170,9 +171,10 @@ private:
     void send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const;
     void send_chunk(const std::shared_ptr<node::Node>& node);
     void withdraw_chunk();
-    bool may_be_written(const std::shared_ptr<node::Node>& sender) const;
+    void note_chunk_holder();
+    bool expects_answer() const;
     bool asks_for(const memory_access::Request& request) const;
-    void aim_at(std::shared_ptr<node::Node> node);
+    void aim_at(std::shared_ptr<node::Node> node, std::uint32_t address);
     void note_target_address();
 
     // One memory access.
@@ -180,8 +182,10 @@ private:
     std::uint32_t access_timeout_ = 0; ///< seconds left to wait for the answer
     memory_access::Request request_{}; ///< the last one built, for a repetition and the key step
     Transfer_step transfer_step_ = Transfer_step::none;
-    bool chunk_sent_ = false;                    ///< the one that is announced
-    std::weak_ptr<Chunk_sending> chunk_sending_; ///< the last one; empty when the transport is done with it
+
+    // The chunk that is announced.
+    std::shared_ptr<Chunk_sending> chunk_sending_; ///< the last time that it was sent
+    std::shared_ptr<node::Node> chunk_holder_;     ///< who got all of it
 
     // Position and timers of the session.
     Erase_walk sectors_;

@@ -120,9 +120,13 @@ TEST_F(Session_test, leaves_no_hole_and_writes_no_chunk_twice_when_answers_are_r
     EXPECT_EQ(sent(), Texts{});
     proceed(), pass(4), sent(), complete(); // and while the second is on its way
     EXPECT_EQ(sent(), Texts{});
+    receive(other_claim), sent();
+    receive("18D8F990 00 09 00 00 00 00 FF FF"), tick(); // nor does a stranger say that it is written
+    EXPECT_EQ(sent(), Texts{});
     receive("18ECF980 FF 01 FF FF FF 00 D7 00"); // it begins anew
     take_transport(), busy(), tick(3);           // it was busy with what it got
     EXPECT_EQ(sent().back(), second);
+    proceed(), pass(4), sent();
     complete(); // of what it got, not of the repetition
     EXPECT_EQ(sent().back(), "18D980F9 D0 25 04 16 00 00 00 00");
 }
@@ -134,6 +138,8 @@ TEST_F(Session_test, a_chunk_whose_transport_ends_badly_is_sent_again_on_demand_
     for (int attempt = 0; attempt < 5; ++attempt) {
         receive("18ECF980 FF 01 FF FF FF 00 D7 00"), pass(4);
     }
+    sent(), complete();
+    EXPECT_EQ(sent(), Texts{}) << "it cannot have been written";
     proceed();
     EXPECT_EQ(take_transport(false).size(), 769U);
     complete();
@@ -163,7 +169,8 @@ TEST_F(Session_test, answers_to_what_is_over_open_nothing)
 {
     reach(Waits_for::return_of_ecu);
     sent(), said();
-    proceed(), proceed("FF 00");
+    proceed(), proceed("FF 00"), busy(), tick();
+    EXPECT_EQ(sent(), Texts{});
     receive(ecu_claim), tell_software(), tick(4);
     EXPECT_EQ(session().state, State::BL_COMPLETE_ACK);
     for (const auto state : {State::BL_COMPLETE_ACK, State::BL_FAILURE, State::BL_IDLE}) {
@@ -185,6 +192,18 @@ TEST_F(Session_test, finds_a_target_that_the_update_before_left_in_its_bootloade
     EXPECT_EQ(sent(), Texts{enter});
 }
 
+TEST_F(Session_test, finds_a_target_that_came_up_in_its_bootloader_when_the_update_was_over)
+{
+    reach(Waits_for::erase);
+    tick(40), session().acknowledge_result();
+    receive("18EEFF80 02 00 E0 12 00 86 00 A0"), sent();
+    EXPECT_EQ(session().start_update(entry(), "1.2"), 0);
+    tick();
+    EXPECT_EQ(sent().front(), "18EAFFF9 00 EE 00") << "who has that address?";
+    receive("18EEFF80 02 00 E0 12 00 86 00 A0"), tick(3);
+    EXPECT_EQ(sent(), Texts{enter});
+}
+
 TEST_F(Session_test, takes_no_ecu_of_the_update_before_for_one_that_has_gone)
 {
     reach(Waits_for::erase);
@@ -193,7 +212,7 @@ TEST_F(Session_test, takes_no_ecu_of_the_update_before_for_one_that_has_gone)
     auto other = *flintrow_->inventory.find_ecu_by_address(0x90);
     other.matches = matches_;
     EXPECT_EQ(session().start_update(other, "1.2"), 0);
-    tick();
+    tick(3), sent(), tick();
     EXPECT_EQ(sent(), Texts{"18D9FEF9" + enter.substr(8)});
 }
 

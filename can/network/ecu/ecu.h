@@ -83,7 +83,7 @@ public:
     /// The same for a copy of `payload`.
     void send_with_transport(const std::shared_ptr<node::Node>& destination, std::uint32_t priority,
                              std::uint32_t pgn, std::span<const std::uint8_t> payload);
-    /// Ends the send of this supplier, if it runs or waits, without a frame; it comes back as failed.
+    /// Ends the send of this supplier, if it runs or waits; it comes back as failed.
     void withdraw(const data_supplier::Data_supplier& supplier);
     /// Sends up to 255 bytes as an NMEA 2000 fast packet with the sequence number 0 to 7; up to 8 bytes go
     /// as a plain frame, and more than 255 not at all.

@@ -51,7 +51,7 @@ public:
     /// no protocol carries (1785 bytes is the limit of a broadcast), and a full queue.
     bool send(std::shared_ptr<data_supplier::Data_supplier> context, std::uint32_t pgn,
               std::unique_ptr<Byte_array> payload, std::uint32_t size, const std::shared_ptr<node::Node>& peer);
-    /// Ends the send of this `context` as one that failed, without a frame: its peer has all that it wants.
+    /// Ends the send of this `context` as one that failed. A peer that is in the middle of it is sent an abort.
     void withdraw(const data_supplier::Data_supplier& context);
     Transfer current_transfer() const;
 

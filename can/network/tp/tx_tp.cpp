@@ -92,11 +92,19 @@ void TP::on_eoma(std::uint32_t size, std::uint32_t packets)
     if (state() != State::Wait_cts) {
         return;
     }
-    if (size == size_ && packets == packet_count_) {
-        finish(true);
-    } else {
+    if (size != size_ || packets != packet_count_) {
         enter(State::Start, 0);
+    } else if (was_sent_) {
+        finish(true);
     }
+}
+
+void TP::withdraw()
+{
+    if (!broadcast_ && try_count_ > 0 && packets_done_ < packet_count_) {
+        send(frame::abort(frame::Abort_reason::timeout, pgn_));
+    }
+    finish(false);
 }
 
 void TP::on_abort() noexcept { enter(State::Start, 0); }
@@ -160,6 +168,7 @@ bool TP::send_packet()
     ecu_.transmit(peer_, frame::data_pgn(extended_), bytes);
     ++window_done_;
     ++packets_done_;
+    was_sent_ = was_sent_ || packets_done_ == packet_count_;
     return true;
 }
 

@@ -28,12 +28,13 @@ public:
     void on_time_elapsed(std::uint32_t elapsed) override;
     /// The peer asks for `count` packets from the index `next` on. 0 packets hold the session.
     void on_cts(std::uint32_t next, std::uint32_t count);
-    /// The peer has got `size` bytes in `packets`.
+    /// The peer has got `size` bytes in `packets`. Before all of them have been sent it is the answer to another
+    /// message, and means nothing.
     void on_eoma(std::uint32_t size, std::uint32_t packets);
     /// The peer gave up; the session tries again at the next tick.
     void on_abort() noexcept;
-    /// Ends as failed, without a frame.
-    void withdraw() noexcept { finish(false); }
+    /// Ends as failed. A peer that is in the middle of the message is told.
+    void withdraw();
 
     /// What the caller gave with the message, to know it by; may be empty.
     const std::shared_ptr<data_supplier::Data_supplier>& supplier() const noexcept { return supplier_; }
@@ -51,6 +52,7 @@ private:
     std::shared_ptr<data_supplier::Data_supplier> supplier_;
     Ecu_port& ecu_;
     std::uint32_t try_count_ = 0; ///< attempts started
+    bool was_sent_ = false;       ///< every packet, in one of the attempts
 };
 
 } // namespace qv::can_bus::tp::tx

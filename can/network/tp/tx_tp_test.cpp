@@ -46,6 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Send, Script_test, testing::Values(
         "a EC00 FF 01 FF FF FF CA FE 00; +1;" + rts_15 +
         "a EC00 FF 01 FF FF FF CA FE 00; +1; ended -"},
     Script{"waits_for_the_end_of_the_one_before", to_15 +
+        "a EC00 13 0F 00 03 FF CA FE 00;" // late, of an equal message
         "send 9 all; a EC00 11 03 01 FF FF CA FE 00; = EB00>80 #1-2; = EB00>80 03 0F FF FF FF FF FF FF; +51;"
         "a EC00 13 0F 00 03 FF CA FE 00; ended +; +1; = EC00>FF 20 09 00 02 FF CA FE 00;"
         "+51; = EB00>FF #1-1; +51; = EB00>FF 02 08 09 FF FF FF FF FF; ended +"}),
@@ -99,7 +100,7 @@ TEST_F(Send_test, a_supplier_that_fails_aborts_the_attempt_of_which_a_broadcast_
         rts_15);
 }
 
-TEST_F(Send_test, withdrawn_ends_without_a_frame_and_leaves_the_others)
+TEST_F(Send_test, withdrawn_ends_at_once_and_tells_a_peer_in_the_middle_of_it)
 {
     const auto running = std::make_shared<Noting_supplier>();
     const auto waiting = std::make_shared<Noting_supplier>();
@@ -108,7 +109,12 @@ TEST_F(Send_test, withdrawn_ends_without_a_frame_and_leaves_the_others)
     manager_->withdraw(*waiting);
     manager_->withdraw(*waiting);
     manager_->withdraw(*running);
-    run("ended -; ended -; a EC00 11 03 01 FF FF CA FE 00; +1; = EC00>81 10 09 00 02 FF CA FE 00");
+    run("ended -; = EC00>80 FF 03 FF FF FF CA FE 00; ended -; a EC00 11 03 01 FF FF CA FE 00; +1;"
+        "= EC00>81 10 09 00 02 FF CA FE 00; b EC00 11 02 01 FF FF CA FE 00; = EB00>81 #1-1;"
+        "= EB00>81 02 08 09 FF FF FF FF FF; b EC00 13 09 00 02 FF CA FE 00; ended +");
+    send(15, a_, running);
+    manager_->withdraw(*running);
+    run("ended -");
 }
 
 TEST(Data_supplier_test, asks_only_for_what_its_ring_does_not_hold_and_never_behind_the_payload)
