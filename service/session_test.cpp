@@ -120,11 +120,14 @@ TEST_F(Session_test, leaves_no_hole_and_writes_no_chunk_twice_when_answers_are_r
     EXPECT_EQ(sent(), Texts{});
     proceed(), pass(4), sent(), complete(); // and while the second is on its way
     EXPECT_EQ(sent(), Texts{});
+    const std::string stranger_completes = "18D8F990 00 09 00 00 00 00 FF FF";
     receive(other_claim), sent();
-    receive("18D8F990 00 09 00 00 00 00 FF FF"), tick(); // nor does a stranger say that it is written
+    proceed(), receive("18D8F990 00 01 00 00 00 00 FF FF"), receive(stranger_completes);
     EXPECT_EQ(sent(), Texts{});
     receive("18ECF980 FF 01 FF FF FF 00 D7 00"); // it begins anew
-    take_transport(), busy(), tick(3);           // it was busy with what it got
+    take_transport(), receive(stranger_completes);
+    EXPECT_EQ(sent(), Texts{});
+    busy(), tick(3); // with what it got
     EXPECT_EQ(sent().back(), second);
     proceed(), pass(4), sent();
     complete(); // of what it got, not of the repetition
@@ -360,8 +363,8 @@ TEST_F(Session_test, programs_at_another_bit_rate)
     proceed(), complete(), heartbeat(), said(), sent();
     tick(2);
     EXPECT_TRUE(sent().empty());
-    tick(), proceed();
-    EXPECT_EQ(sent(), (Texts{change, "18D780F9 04 20 A1 07 00 FF FF FF"}));
+    tick(), complete(), proceed(); // the answer to the request before comes twice
+    EXPECT_EQ(sent(), (Texts{change, close, "18D780F9 04 20 A1 07 00 FF FF FF"}));
     tick();
     EXPECT_EQ(rate_, 250000U);
     tick(5);
