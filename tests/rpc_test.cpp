@@ -330,7 +330,7 @@ TEST_F(Other_rate, looks_idle_to_callers_while_it_is_agreed_on)
 
 TEST_F(Other_rate, fails_a_session_whose_ecu_does_not_answer)
 {
-    update_an_ecu({"--silent", "rate"});
+    update_an_ecu({"--delay-ms", "150", "--silent", "rate"});
     EXPECT_THAT(follow(), ElementsAre(eStates::BL_START, eStates::BL_BOOTLOADER_PENDING, eStates::BL_IDLE,
                                       eStates::BL_FAILURE));
     EXPECT_EQ(status().error, 2);

@@ -15,6 +15,15 @@
 #include "service/wifi/send_handler.h"
 #include "service/wifi/transfer_record.h"
 
+/// Which block for a reply cannot be had, counted from now; 0 is none. The linker passes the calls through here.
+static int missing_block = 0;
+
+extern "C" void* __real_calloc(std::size_t count, std::size_t size);
+extern "C" void* __wrap_calloc(std::size_t count, std::size_t size)
+{
+    return count == 1024 && missing_block > 0 && --missing_block == 0 ? nullptr : __real_calloc(count, size);
+}
+
 namespace qv::can_bus::flr {
 namespace {
 
@@ -246,6 +255,16 @@ TEST_F(Wifi_test, a_reply_that_is_no_status_changes_nothing_and_a_node_that_is_a
     EXPECT_EQ(run(&InstallHandler), 0);
     EXPECT_THAT(read, ElementsAre("9/40", "9/40", "0/0", "0/0", "0/0"));
     EXPECT_THAT(said_, HasSubstr("curl_easy_perform() failed: Couldn't connect to server\nReponse: []\r\n"));
+}
+
+TEST_F(Wifi_test, a_status_without_memory_for_it_is_an_error_until_the_next_one)
+{
+    std::vector<int> read;
+    on_pause = [&] { read.push_back(record_->error); };
+    start_node({"--install", "200", "--status", R"(text:{"state": "complete", "progress": "100"})"});
+    missing_block = 2; // the first is of the request to install
+    EXPECT_EQ(run(&InstallHandler), 0);
+    EXPECT_THAT(read, ElementsAre(35));
 }
 
 } // namespace
