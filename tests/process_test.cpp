@@ -302,7 +302,7 @@ TEST_P(Signal_in_state, ends_the_service)
         service->signal(signal);
     }
     for (auto& [signal, status, bench, ecu, service] : sessions) {
-        EXPECT_EQ(service->ends(10s), status) << service->output();
+        EXPECT_EQ(service->ends(20s), status) << service->output();
     }
 }
 
@@ -334,7 +334,7 @@ TEST_P(Signal_in_wireless_state, ends_the_service)
         ASSERT_THAT(said, HasSubstr("Updating"));
         EXPECT_TRUE(service->says(GetParam().words, 60s)) << service->output();
         service->signal(signal);
-        EXPECT_EQ(service->ends(5s), status) << service->output();
+        EXPECT_EQ(service->ends(20s), status) << service->output();
     }
 }
 
