@@ -1,6 +1,7 @@
 // The program as its user meets it: command line, files, signals, a router that comes and goes.
 
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -315,7 +316,10 @@ INSTANTIATE_TEST_SUITE_P(states, Signal_in_state,
                                          Place{"failure", "Programming Failure", {"--checksum-length", "5"}}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-class Signal_in_wireless_state : public testing::TestWithParam<Place> {};
+class Signal_in_wireless_state : public testing::TestWithParam<Place> {
+protected:
+    void SetUp() override { ::setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 0); }
+};
 
 TEST_P(Signal_in_wireless_state, ends_the_service)
 {
@@ -330,11 +334,12 @@ TEST_P(Signal_in_wireless_state, ends_the_service)
         for (int turn = 0; turn < 200 && said.find("Updating") == std::string::npos; ++turn) {
             std::this_thread::sleep_for(50ms);
             said = bench.order(*service, {"update", "A000840012E00010"}); // as soon as it knows the ECU
+            service->output();                                            // which waits for its reader
         }
         ASSERT_THAT(said, HasSubstr("Updating"));
-        EXPECT_TRUE(service->says(GetParam().words, 60s)) << service->output();
+        ASSERT_TRUE(service->says(GetParam().words, 20s)) << said << service->output() << node->output();
         service->signal(signal);
-        EXPECT_EQ(service->ends(20s), status) << service->output();
+        ASSERT_EQ(service->ends(20s), status) << service->output() << node->output();
     }
 }
 
