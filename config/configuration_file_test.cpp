@@ -12,10 +12,10 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include "config/object.h"
 #include "config/primary.h"
+#include "framework/file/scratch_folder.h"
 #include "framework/log/test_kit.h"
 
 namespace qv::config {
@@ -46,8 +46,6 @@ class Configuration_file_test : public testing::Test {
 protected:
     Configuration_file_test()
     {
-        std::string pattern = (fs::temp_directory_path() / "config_XXXXXX").string();
-        directory = mkdtemp(pattern.data());
         setenv("FLINTROW_ROOT", directory.c_str(), 1);
         fs::current_path(directory);
     }
@@ -55,7 +53,6 @@ protected:
     {
         fs::current_path("/");
         unsetenv("FLINTROW_ROOT");
-        fs::remove_all(directory);
     }
 
     void put(const std::string& name, const std::string& contents) const
@@ -68,7 +65,8 @@ protected:
         return input ? std::string(std::istreambuf_iterator<char>(input), {}) : "(none)";
     }
 
-    std::string directory;
+    const file::test::Scratch_folder folder;
+    const std::string directory = folder.path();
     Configuration document{"/config.xml", true};
 };
 

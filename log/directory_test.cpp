@@ -1,6 +1,7 @@
 #include "log/directory.h"
 
 #include "framework/file/properties.h"
+#include "framework/file/scratch_folder.h"
 #include "log/test_kit.h"
 
 namespace qv::log::directory {
@@ -28,8 +29,8 @@ protected:
         return left;
     }
 
-    const test::Folder folder;
-    const fs::path path = folder.path;
+    const file::test::Scratch_folder folder;
+    const fs::path path = folder.path();
 };
 
 /// Files 1 to 5, the last of them the newest, with sizes of 50, 40, 30, 20 and 10 bytes.

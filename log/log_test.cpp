@@ -170,6 +170,7 @@ template <class Work> int status_of(Work work)
 TEST_F(Log_test, holds_up_nobody_on_a_disk_that_hangs_or_lets_nobody_in)
 {
     fs::create_directory(directory / "log");
+    fs::permissions(directory, fs::perms::all);
     for (const std::time_t names : {0, 10}) {
         std::vector<std::string> pipes;
         for (std::time_t name = 0; name < names; ++name) {

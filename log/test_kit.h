@@ -7,24 +7,12 @@
 #include <string>
 #include <thread>
 
-#include <unistd.h>
-
 #include "comm/test_kit.h"
 #include "comm/time_message.h"
+#include "framework/file/scratch_folder.h"
 #include "log/primary.h"
 
 namespace qv::log::test {
-
-/// A directory for the time of a test.
-struct Folder {
-    Folder() { std::filesystem::create_directories(path); }
-    ~Folder() { std::filesystem::remove_all(path); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    const std::filesystem::path path =
-        std::filesystem::temp_directory_path() / ("log_test_" + std::to_string(::getpid()));
-};
 
 inline bool holds(const std::string& text, const std::string& wanted)
 {
@@ -71,8 +59,8 @@ protected:
         return result;
     }
 
-    const Folder folder;
-    const std::filesystem::path directory = folder.path;
+    const file::test::Scratch_folder folder;
+    const std::filesystem::path directory = folder.path();
     std::shared_ptr<Log> log;
 };
 

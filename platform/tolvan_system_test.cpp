@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include "framework/file/scratch_folder.h"
 #include "framework/thread/pause.h"
 
 namespace qv::platform {
@@ -24,15 +25,12 @@ class Tolvan_system_test : public testing::Test {
 protected:
     Tolvan_system_test()
     {
-        std::string pattern = (fs::temp_directory_path() / "it's a terminal XXXXXX").string();
-        root = mkdtemp(pattern.data());
         setenv("FLINTROW_ROOT", root.c_str(), 1);
         setenv("HOME", "/home/me", 1);
         paused = 0ms;
         during_pause = [] { ADD_FAILURE() << "paused"; };
         thread::set_pause([](std::chrono::milliseconds duration) { paused += duration, during_pause(); });
     }
-    ~Tolvan_system_test() override { fs::remove_all(root); }
 
     void put(const std::string& path, const std::string& contents) const
     {
@@ -46,7 +44,8 @@ protected:
         fs::permissions(root + "/sbin/fw_printenv", fs::perms::owner_all);
     }
 
-    std::string root;
+    const file::test::Scratch_folder folder{"it's a terminal"};
+    const std::string root = folder.path();
 };
 
 TEST_F(Tolvan_system_test, the_platform_file_decides_and_without_one_the_desktop_can_pose_as_another)

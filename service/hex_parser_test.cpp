@@ -8,8 +8,8 @@
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
+#include "framework/file/scratch_folder.h"
 #include "service/test_kit.h"
 
 namespace qv::can_bus::flr {
@@ -25,8 +25,6 @@ const std::string end_of_file = ":00000001FF\n";
 
 class HexParser_test : public testing::Test, protected Caught_output {
 protected:
-    ~HexParser_test() override { std::remove(path_.c_str()); }
-
     /// Reads the text with a new parser; what is printed is in `words`.
     int parse(const std::string& text, bool header_only = false)
     {
@@ -41,7 +39,8 @@ protected:
     std::string words;
 
 private:
-    std::string path_ = testing::TempDir() + "hex_parser_test_" + std::to_string(::getpid()) + ".hex";
+    const file::test::Scratch_folder folder_;
+    const std::string path_ = folder_ / "update.hex";
 };
 
 TEST_F(HexParser_test, an_empty_file_and_a_foreign_text_parse_and_fit_nobody)

@@ -9,23 +9,22 @@
 
 #include <gtest/gtest.h>
 
+#include "framework/file/scratch_folder.h"
+
 namespace qv::can_bus::flr::test {
 
 namespace fs = std::filesystem;
 
 /// A folder for update files that lasts as long as a test.
 class Update_folder {
-    std::string work_ = ::mkdtemp((testing::TempDir() + "updates_XXXXXX").data());
+    const file::test::Scratch_folder folder_;
+    const std::string& work_ = folder_.path();
 
 public:
     using Members = std::vector<std::pair<std::string, std::string>>; ///< names and bytes
 
     Update_folder() { fs::create_directories(path); }
-    ~Update_folder()
-    {
-        ::unsetenv("FLINTROW_ROOT");
-        fs::remove_all(work_);
-    }
+    ~Update_folder() { ::unsetenv("FLINTROW_ROOT"); }
     Update_folder(const Update_folder&) = delete;
     Update_folder& operator=(const Update_folder&) = delete;
 

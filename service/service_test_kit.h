@@ -7,12 +7,12 @@
 #include <vector>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include "can/bus/frame_observer.h"
 #include "can/network/bus.h"
 #include "can/network/ecu/test_kit.h"
 #include "config/primary.h"
+#include "framework/file/scratch_folder.h"
 #include "framework/thread/pause.h"
 #include "service/flintrow.h"
 #include "service/test_kit.h"
@@ -42,7 +42,7 @@ protected:
     {
         pauses.clear();
         thread::set_pause([](std::chrono::milliseconds duration) { pauses.push_back(duration.count()); });
-        config::create_primary(path_ + ".xml");
+        config::create_primary(folder_ / "config.xml");
         enable(true);
         bus::properties::Properties properties;
         properties.detail_manager_enabled = false;
@@ -57,9 +57,6 @@ protected:
         ears_.clear();
         bus_.reset();
         config::destroy_primary();
-        for (const auto* suffix : {".xml", ".xml.backup", ".hex"}) {
-            std::remove((path_ + suffix).c_str());
-        }
         thread::set_pause(nullptr);
     }
 
@@ -72,14 +69,15 @@ protected:
     /// the low bytes of their addresses.
     std::string image_file(std::uint32_t length)
     {
-        std::ofstream file(path_ + ".hex");
+        const auto update = folder_ / "update.hex";
+        std::ofstream file(update);
         file << record("03 0000 0C 312E32") + record("08 0000 10 00001000 00001FFF");
         for (std::uint32_t address = 0x1004; address < 0x1004 + length; ++address) {
             char fields[32];
             std::snprintf(fields, sizeof fields, "01 %04X 00 %02X", address, address & 0xFF);
             file << record(fields);
         }
-        return path_ + ".hex";
+        return update;
     }
 
     /// Starts the service with these arguments and lets it claim its address.
@@ -163,7 +161,7 @@ protected:
     std::unique_ptr<Flintrow> flintrow_;
 
 private:
-    std::string path_ = testing::TempDir() + "flintrow_service_" + std::to_string(::getpid());
+    const file::test::Scratch_folder folder_;
 };
 
 } // namespace qv::can_bus::flr

@@ -1,7 +1,6 @@
 // The program as its user meets it: command line, files, signals, a router that comes and goes.
 
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -316,10 +315,7 @@ INSTANTIATE_TEST_SUITE_P(states, Signal_in_state,
                                          Place{"failure", "Programming Failure", {"--checksum-length", "5"}}),
                          [](const auto& row) { return std::string(row.param.name); });
 
-class Signal_in_wireless_state : public testing::TestWithParam<Place> {
-protected:
-    void SetUp() override { ::setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 0); }
-};
+class Signal_in_wireless_state : public testing::TestWithParam<Place> {};
 
 TEST_P(Signal_in_wireless_state, ends_the_service)
 {

@@ -51,7 +51,6 @@ protected:
     void SetUp() override
     {
         GlobalOutput.setOutputFunction([](const char*) {});
-        ::setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 0);
         bench.start_router();
     }
 

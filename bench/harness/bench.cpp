@@ -1,6 +1,5 @@
 #include "bench/harness/bench.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -16,12 +15,6 @@ namespace {
 
 const std::string programs = FLINTROW_BIN_DIR "/";
 
-std::string unique_name()
-{
-    static std::atomic<int> count = 0;
-    return "flintrow-test-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
-}
-
 } // namespace
 
 std::string read_file(const std::string& path)
@@ -36,21 +29,18 @@ void write_file(const std::string& path, const std::string& text)
 }
 
 Bench::Bench()
-    : title_(unique_name())
 {
-    folder_ = std::filesystem::temp_directory_path() / title_;
     std::filesystem::create_directories(std::filesystem::path(configuration_path()).parent_path());
     std::filesystem::create_directories(folder_ / "home");
     std::filesystem::create_directories(folder_ / "usr/bin");
     std::filesystem::create_symlink("/usr/bin/unzip", folder_ / "usr/bin/unzip");
+    ::setenv("TSAN_OPTIONS", "suppressions=" TSAN_SUPPRESSIONS, 0); // for a service with the thread sanitizer
 }
 
 Bench::~Bench()
 {
     router_.reset();
     ::shm_unlink(title_.c_str());
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
 }
 
 void Bench::start_router(const std::vector<std::string>& options)
@@ -111,7 +101,7 @@ std::unique_ptr<Process> Bench::start_service(const std::vector<std::string>& op
     std::vector<std::string> arguments{program.empty() ? programs + "flintrow" : program};
     arguments.insert(arguments.end(), options.begin(), options.end());
     return std::make_unique<Process>(
-        arguments, std::vector<std::string>{"FLINTROW_ROOT=" + folder_.string(), "HOME=" + path("home")});
+        arguments, std::vector<std::string>{"FLINTROW_ROOT=" + folder_.path(), "HOME=" + path("home")});
 }
 
 std::string Bench::order(Process& service, const std::vector<std::string>& words) const
@@ -147,7 +137,7 @@ std::string Bench::make_update(std::size_t size, const std::string& version)
 
 std::string Bench::make_package(std::size_t size) const
 {
-    const auto members = folder_ / "members";
+    const std::filesystem::path members = folder_ / "members";
     std::filesystem::create_directories(members);
     write_file(members / "version", "3.0.0\n");
     write_file(members / "ecuinfo", "ECU P/N,B2000*");

@@ -1,12 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "bench/harness/process.h"
+#include "framework/file/scratch_folder.h"
 
 namespace harness {
 
@@ -61,8 +61,8 @@ public:
     const std::string& title() const noexcept { return title_; }
 
 private:
-    std::filesystem::path folder_;
-    std::string title_;
+    const qv::file::test::Scratch_folder folder_;
+    const std::string title_ = folder_.name();
     std::string program_;
     std::uint16_t port_ = 0;
     std::string service_interface_; ///< empty: the router

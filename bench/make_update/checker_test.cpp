@@ -1,14 +1,13 @@
 #include "bench/make_update/checker.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
+#include "framework/file/scratch_folder.h"
 #include "service/hex_parser.h"
 
 namespace bench::update {
@@ -60,8 +59,6 @@ std::string repeated(const std::string& text, int count)
 
 class Checker_test : public testing::Test {
 protected:
-    ~Checker_test() override { std::remove(path_.c_str()); }
-
     bool check(const std::string& text)
     {
         std::ofstream(path_, std::ios::binary) << text;
@@ -90,7 +87,8 @@ protected:
     }
 
     std::string words;
-    std::string path_ = testing::TempDir() + "checker_test_" + std::to_string(::getpid());
+    const qv::file::test::Scratch_folder folder_;
+    const std::string path_ = folder_ / "update.hex";
 };
 
 TEST_F(Checker_test, names_the_line_of_what_the_service_refuses_passes_over_or_takes_for_something_else)

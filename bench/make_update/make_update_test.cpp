@@ -1,12 +1,12 @@
 // The program as its user runs it.
 
-#include <cstdio>
 #include <filesystem>
 
 #include <gmock/gmock.h>
 #include <unistd.h>
 
 #include "bench/harness/bench.h"
+#include "framework/file/scratch_folder.h"
 
 namespace {
 
@@ -15,9 +15,6 @@ using testing::HasSubstr;
 
 class Make_update_test : public testing::Test {
 protected:
-    Make_update_test() { std::filesystem::create_directory(folder); }
-    ~Make_update_test() override { std::filesystem::remove_all(folder); }
-
     /// Runs it and gives its exit status; what it says is in `words`.
     int run(std::vector<std::string> arguments)
     {
@@ -35,9 +32,9 @@ protected:
                     "0x10000:0x20000:1", "--sectors", "0xFFFF0000:0x10000:1", input});
     }
 
-    const std::string folder = testing::TempDir() + "make_update_test_" + std::to_string(::getpid());
-    const std::string input = folder + "/program";
-    const std::string update = folder + "/update.hex";
+    const qv::file::test::Scratch_folder folder;
+    const std::string input = folder / "program";
+    const std::string update = folder / "update.hex";
     std::string words;
 };
 
@@ -107,8 +104,8 @@ TEST_F(Make_update_test, the_check_ends_with_status_1_and_names_the_line)
     harness::write_file(update, text);
     EXPECT_EQ(run({"--check", update}), 1);
     EXPECT_THAT(words, HasSubstr(update + ":3: has a wrong checksum\n"));
-    EXPECT_EQ(run({"--check", folder}), 1);
-    EXPECT_THAT(words, HasSubstr(folder + ": cannot be read"));
+    EXPECT_EQ(run({"--check", folder.path()}), 1);
+    EXPECT_THAT(words, HasSubstr(folder.path() + ": cannot be read"));
 }
 
 } // namespace

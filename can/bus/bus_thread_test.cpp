@@ -7,6 +7,7 @@
 #include "can/network/pdu/pdu.h"
 #include "config/object.h"
 #include "config/primary.h"
+#include "framework/file/scratch_folder.h"
 
 namespace qv::can_bus::application {
 namespace {
@@ -37,7 +38,7 @@ class Bus_thread_test : public testing::Test {
 protected:
     Bus_thread_test()
     {
-        EXPECT_TRUE(config::create_primary(folder_.path + "/settings.xml"));
+        EXPECT_TRUE(config::create_primary(folder_ / "settings.xml"));
         config::List& document = *config::primary_configuration_pointer();
         document.set_text(document.find_object("can_bus/hardware", true), "type", "router");
         document.set_decimal(document.find_object("can_bus/hardware/ip", true), "port", router.port());
@@ -81,7 +82,7 @@ protected:
     Router router;
 
 private:
-    Folder folder_;
+    const file::test::Scratch_folder folder_;
     std::thread thread_;
 };
 

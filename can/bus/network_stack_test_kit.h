@@ -1,8 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -17,6 +15,7 @@
 #include "comm/master.h"
 #include "config/object.h"
 #include "config/primary.h"
+#include "framework/file/scratch_folder.h"
 
 namespace qv::can_bus::test {
 
@@ -43,7 +42,6 @@ public:
         layer_.deinit();
         comm::master_stop();
         config::destroy_primary();
-        std::filesystem::remove_all(folder_);
     }
     Network_stack(const Network_stack&) = delete;
     Network_stack& operator=(const Network_stack&) = delete;
@@ -78,8 +76,6 @@ public:
 private:
     void configure(const std::string& interface)
     {
-        std::string folder = std::filesystem::temp_directory_path() / "network_stack.XXXXXX";
-        folder_ = ::mkdtemp(folder.data());
         config::create_primary(folder_ / "settings.xml");
         config::List& document = *config::primary_configuration_pointer();
         const auto hardware = document.find_object("can_bus/hardware", true);
@@ -128,7 +124,7 @@ private:
         return std::unique_ptr<Message>(dynamic_cast<Message*>(message.release()));
     }
 
-    std::filesystem::path folder_;
+    const file::test::Scratch_folder folder_;
     application::Application layer_{nullptr};
     std::shared_ptr<comm::Dispatcher> own_; ///< where the routes end
     std::shared_ptr<ecu::ECU> ecu_;

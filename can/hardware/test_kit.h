@@ -5,8 +5,6 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
@@ -30,16 +28,6 @@ namespace qv::can_bus::hardware::test {
 
 using Bytes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
-
-/// A directory for the time of a test.
-struct Folder {
-    Folder() { EXPECT_NE(::mkdtemp(path.data()), nullptr); }
-    ~Folder() { std::filesystem::remove_all(path); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::string path = std::filesystem::temp_directory_path() / "can_test.XXXXXX";
-};
 
 /// Keeps the log up to a level as lines "client level text". The first client is 1.
 class Log_lines final : public log::Sink {

@@ -8,6 +8,7 @@
 #include "can/network/node/manager.h"
 #include "can/network/tractor_ecu_message.h"
 #include "config/primary.h"
+#include "framework/file/scratch_folder.h"
 #include "framework/thread/signal.h"
 
 namespace qv::can_bus::bus {
@@ -242,9 +243,9 @@ TEST_F(Bus_test, leaves_ecus_and_nodes_that_others_still_hold_behind_in_silence)
 
 TEST(Bus_properties, come_from_the_configuration_which_fills_itself)
 {
-    const hardware::test::Folder folder;
+    const file::test::Scratch_folder folder;
     EXPECT_EQ(properties::read().title, "CAN bus"); // no configuration
-    ASSERT_TRUE(config::create_primary(folder.path + "/bus.xml"));
+    ASSERT_TRUE(config::create_primary(folder / "bus.xml"));
     auto& document = *config::primary_configuration();
     document.set_boolean(document.find_object("can_bus/pdu", true), "trace", true);
     document.set_boolean(document.find_object("can_bus/pdu/log", true), "annotate", true);

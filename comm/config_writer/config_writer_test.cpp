@@ -7,14 +7,13 @@
 #include <set>
 #include <thread>
 
-#include <unistd.h>
-
 #include "comm/config_message.h"
 #include "comm/shutdown_message.h"
 #include "comm/test_kit.h"
 #include "comm/thread_message.h"
 #include "comm/time_message.h"
 #include "config/primary.h"
+#include "framework/file/scratch_folder.h"
 
 namespace qv::comm {
 namespace {
@@ -30,7 +29,6 @@ class Config_writer_test : public test::Core_test {
 protected:
     Config_writer_test()
     {
-        fs::create_directories(directory);
         ::setenv("FLINTROW_ROOT", directory.c_str(), 1);
         EXPECT_TRUE(handlers_start("", flag::thread_handle) && config::create_primary("/config.xml"));
         listen<Thread_handle>(primary, [this](message::Message& message) {
@@ -45,7 +43,6 @@ protected:
         master_stop(); // waits for the threads that write
         config::destroy_primary();
         ::unsetenv("FLINTROW_ROOT");
-        fs::remove_all(directory);
     }
 
     void change()
@@ -74,7 +71,8 @@ protected:
         return text.find("key_c=\"" + std::to_string(expected) + "\"") != std::string::npos;
     }
 
-    const fs::path directory = fs::temp_directory_path() / ("config_writer_" + std::to_string(::getpid()));
+    const file::test::Scratch_folder folder;
+    const fs::path directory = folder.path();
     std::set<std::shared_ptr<thread::Handle>> started;
     std::set<std::shared_ptr<thread::Handle>> finished;
     unsigned value = 0;

@@ -6,7 +6,6 @@
 #include <thread>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include "comm/config_message.h"
 #include "comm/master.h"
@@ -15,6 +14,7 @@
 #include "framework/application/components.h"
 #include "framework/application/primal.h"
 #include "framework/atom.h"
+#include "framework/file/scratch_folder.h"
 #include "framework/signal/handler.h"
 
 namespace qv::application::initializer {
@@ -82,21 +82,16 @@ private:
 /// A run with a title and a folder of its own; tests run side by side.
 class Chain_test : public testing::Test {
 protected:
-    Chain_test() { fs::create_directories(directory); }
-    ~Chain_test() override
-    {
-        fs::remove_all(directory);
-        Atom(title).remove();
-    }
+    ~Chain_test() override { Atom(title).remove(); }
     primal::Primal chain_around(std::shared_ptr<Run_wrapper> inner) const
     {
         auto components = std::make_shared<components::Components>(std::move(inner), description);
         return {std::make_shared<comm::Comm>(std::move(components), description), description};
     }
 
-    const std::string title = "Chain test " + std::to_string(::getpid());
-    const fs::path directory = fs::temp_directory_path() / title;
-    const fs::path file = directory / "config.xml";
+    const file::test::Scratch_folder folder{"Chain test"};
+    const std::string title = folder.name();
+    const fs::path file = folder / "config.xml";
     const Start_parameters start{0, nullptr, "", file.string()};
     const Application_description description{&start, title, {1, 2, 3, 4}, 442};
     std::string notes;

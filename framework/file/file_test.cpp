@@ -1,5 +1,4 @@
 #include <array>
-#include <filesystem>
 #include <fstream>
 #include <set>
 #include <tuple>
@@ -14,6 +13,7 @@
 #include "framework/file/path_text.h"
 #include "framework/file/properties.h"
 #include "framework/file/root.h"
+#include "framework/file/scratch_folder.h"
 #include "framework/thread/clock.h"
 
 namespace qv::file {
@@ -22,9 +22,7 @@ namespace {
 /// A directory of its own for each test.
 class File_test : public testing::Test {
 protected:
-    ~File_test() override { std::filesystem::remove_all(directory_); }
-
-    std::string path(const std::string& name) const { return directory_ + "/" + name; }
+    std::string path(const std::string& name) const { return folder_ / name; }
     std::string make(const std::string& name, const std::string& contents) const
     {
         std::ofstream(path(name)) << contents;
@@ -36,8 +34,8 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    std::string pattern_ = testing::TempDir() + "file_test.XXXXXX";
-    std::string directory_ = ::mkdtemp(pattern_.data());
+    const test::Scratch_folder folder_;
+    const std::string& directory_ = folder_.path();
 };
 
 using Texts = std::array<const char*, 3>;
