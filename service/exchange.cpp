@@ -15,11 +15,6 @@ namespace {
 constexpr std::uint32_t answer_timeout = 30;       // seconds
 constexpr std::uint8_t last_ordinary_message = 15; // first byte of a proprietary message; above are heartbeats
 
-bool has_address(const std::shared_ptr<node::Node>& node)
-{
-    return node != nullptr && node->source_address != pdu::null_address;
-}
-
 /// Who sent the message itself, not who speaks for its working set.
 const std::shared_ptr<node::Node>& sender_of(const pdu::PDU& pdu)
 {
@@ -257,7 +252,8 @@ void Session::on_custom_message(const pdu::PDU& pdu)
 /// bootloader, under the NAME of that.
 void Session::aim_at(std::shared_ptr<node::Node> node, std::uint32_t address)
 {
-    const bool is_left_in_bootloader = node == chosen_node_ && !has_address(node) && has_address(target_node);
+    const bool is_left_in_bootloader =
+        node == chosen_node_ && !node::has_address(node) && node::has_address(target_node);
     chosen_node_ = std::move(node);
     if (!is_left_in_bootloader) {
         target_node = chosen_node_;
@@ -269,7 +265,7 @@ void Session::aim_at(std::shared_ptr<node::Node> node, std::uint32_t address)
 /// While the target has an address it is noted: at its next look the session may find it without.
 void Session::note_target_address()
 {
-    if (has_address(target_node)) {
+    if (node::has_address(target_node)) {
         target_address_ = target_node->source_address;
     }
 }
@@ -285,7 +281,7 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
         return; // no session
     }
     std::printf("\t Comparing [%s] %s\r\n", name_text(target_node->name()).c_str(), name_text(name).c_str());
-    const bool took_its_address = !has_address(target_node) && address == target_address_ &&
+    const bool took_its_address = !node::has_address(target_node) && address == target_address_ &&
                                   inventory_.find_ecu_by_address(address) != nullptr;
     if (target_node->name() != name && !took_its_address) {
         return;

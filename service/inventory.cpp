@@ -15,7 +15,7 @@ namespace {
 /// and would let a file that fits him reach the ECU of the entry.
 bool has_moved(const Programmable_item& entry)
 {
-    return entry.node != nullptr && entry.node->source_address != pdu::null_address &&
+    return node::has_address(entry.node) &&
            entry.node->source_address != static_cast<std::uint32_t>(entry.address);
 }
 

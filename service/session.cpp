@@ -143,7 +143,7 @@ void Session::take_over_choice()
     choice_.reset();
     access_status_ = Access_status::ready; // nothing of the last session goes to this ECU
     request_ = {};
-    if (update_kind == can_image && target_node != nullptr && target_node->source_address == pdu::null_address) {
+    if (update_kind == can_image && target_node != nullptr && !node::has_address(target_node)) {
         own_ecu_.request_address_claims();
         tick_delay_ = 2;
     }

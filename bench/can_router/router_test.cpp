@@ -1,6 +1,6 @@
 // The router as a program, with clients on real sockets.
 
-#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <span>
@@ -9,38 +9,25 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include "bench/harness/bench.h"
+#include "bench/harness/raw_connection.h"
 #include "bench/wire/record.h"
 
 namespace bench {
 namespace {
+
+using namespace std::chrono_literals;
 
 Record frame(std::uint32_t identifier, std::uint8_t first = 0)
 {
     return {.identifier = identifier, .length = 8, .data = {first, 1, 2, 3, 4, 5, 6, 7}};
 }
 
-class Peer {
+class Peer : public harness::Raw_connection {
 public:
     explicit Peer(std::uint16_t port)
-    {
-        const int little = 65536; // a peer that does not read fills up soon
-        ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &little, sizeof little);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    }
-    ~Peer() { ::close(socket_); }
-    Peer(const Peer&) = delete;
-    Peer& operator=(const Peer&) = delete;
+        : Raw_connection(port, 65536) // a peer that does not read fills up soon
+    {}
 
     void send(const std::vector<Record>& records) const
     {
@@ -53,34 +40,19 @@ public:
     }
     void send_bytes(std::span<const std::uint8_t> bytes) const
     {
-        EXPECT_EQ(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL), std::ssize(bytes));
+        EXPECT_TRUE(Raw_connection::send({reinterpret_cast<const char*>(bytes.data()), bytes.size()}));
     }
     /// So many records, or fewer when they take longer than 10 s or the router ends the connection.
     std::vector<Record> receive(std::size_t count) const
     {
-        std::vector<std::uint8_t> bytes(count * record_size);
-        std::size_t fill = 0;
-        for (ssize_t got = 1; fill < bytes.size() && got > 0;
-             fill += static_cast<std::size_t>(std::max<ssize_t>(got, 0))) {
-            pollfd polled{socket_, POLLIN, 0};
-            got =
-                ::poll(&polled, 1, 10'000) == 1 ? ::recv(socket_, bytes.data() + fill, bytes.size() - fill, 0) : 0;
-        }
+        const auto bytes = Raw_connection::receive(count * record_size, 10s);
+        const std::span received(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
         std::vector<Record> records;
-        for (std::size_t used = 0; used + record_size <= fill; used += record_size) {
-            records.push_back(decode(std::span(bytes).subspan(used)).value());
+        for (std::size_t used = 0; used + record_size <= received.size(); used += record_size) {
+            records.push_back(decode(received.subspan(used)).value());
         }
         return records;
     }
-    /// Goes away with a reset in place of a farewell.
-    void break_off() const
-    {
-        const linger at_once{1, 0};
-        ::setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-    }
-
-private:
-    const int socket_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
 };
 
 using Records = std::vector<Record>;

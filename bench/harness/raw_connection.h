@@ -2,8 +2,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -16,8 +18,12 @@ namespace harness {
 /// A TCP connection to a port of this machine that speaks bytes.
 class Raw_connection {
 public:
-    explicit Raw_connection(std::uint16_t port)
+    /// One with a small `receive_buffer` is full soon when nobody reads; 0 leaves the system's.
+    explicit Raw_connection(std::uint16_t port, int receive_buffer = 0)
     {
+        if (receive_buffer != 0) {
+            ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
+        }
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
@@ -31,7 +37,27 @@ public:
     Raw_connection(const Raw_connection&) = delete;
     Raw_connection& operator=(const Raw_connection&) = delete;
 
-    void send(const std::string& bytes) const { (void)::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    /// Whether all of it went out.
+    bool send(std::string_view bytes) const
+    {
+        return ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL) == std::ssize(bytes);
+    }
+    /// So many bytes, or fewer when nothing more comes for this time or the other side ends it.
+    std::string receive(std::size_t count, std::chrono::milliseconds limit) const
+    {
+        std::string bytes(count, '\0');
+        std::size_t fill = 0;
+        pollfd polled{socket_, POLLIN, 0};
+        while (fill < count && ::poll(&polled, 1, static_cast<int>(limit.count())) == 1) {
+            const auto got = ::recv(socket_, bytes.data() + fill, count - fill, 0);
+            if (got <= 0) {
+                break;
+            }
+            fill += static_cast<std::size_t>(got);
+        }
+        bytes.resize(fill);
+        return bytes;
+    }
     /// Sends again and again until nothing more goes out for a second.
     void send_until_full(const std::string& bytes) const
     {
@@ -40,7 +66,7 @@ public:
             (void)::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         }
     }
-    /// Whether the service ends it within this time.
+    /// Whether the other side ends it within this time.
     bool is_ended(std::chrono::milliseconds limit) const
     {
         pollfd polled{socket_, POLLIN, 0};

@@ -13,13 +13,10 @@ namespace qv::application::initializer::job {
 
 Config::Config(const Initializer& initializer, const std::string& file_path)
 {
-    if (initializer.has(flag::config)) {
-        if (!config::create_primary(file_path)) {
-            std::fprintf(
-                stderr,
-                "Error: %s cannot be loaded, or its backup not written: all settings have their defaults\n",
-                file_path.c_str());
-        }
+    if (initializer.has(flag::config) && !config::create_primary(file_path)) {
+        std::fprintf(stderr,
+                     "Error: %s cannot be loaded, or its backup not written: all settings have their defaults\n",
+                     file_path.c_str());
     }
 }
 

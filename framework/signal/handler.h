@@ -76,8 +76,7 @@ protected:
 private:
     struct Signal_wrapper;
 
-    const thread::Alternate_stack
-        stack_; ///< of the thread that made this; those that `wrap` starts have their own
+    const thread::Alternate_stack stack_; ///< of the thread that made this; a thread by `wrap` has its own
     std::uint32_t mask_ = 0;
 };
 

@@ -64,4 +64,10 @@ private:
     std::shared_ptr<working_set::Handler> working_set_handler_; ///< never empty
 };
 
+/// Whether there is a node, and it holds an address.
+inline bool has_address(const std::shared_ptr<Node>& node) noexcept
+{
+    return node != nullptr && node->source_address != pdu::null_address;
+}
+
 } // namespace qv::can_bus::node
