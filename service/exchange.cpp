@@ -15,6 +15,20 @@ namespace {
 constexpr std::uint32_t answer_timeout = 30;       // seconds
 constexpr std::uint8_t last_ordinary_message = 15; // first byte of a proprietary message; above are heartbeats
 
+/// From the first request to the return of the ECU.
+constexpr bool is_under_way(State state)
+{
+    switch (state) {
+        case State::BL_IDLE:
+        case State::BL_TARGET_SEARCH:
+        case State::BL_START:
+        case State::BL_COMPLETE:
+        case State::BL_COMPLETE_ACK:
+        case State::BL_FAILURE: return false;
+        default: return true;
+    }
+}
+
 /// Who sent the message itself, not who speaks for its working set.
 const std::shared_ptr<node::Node>& sender_of(const pdu::PDU& pdu)
 {
@@ -59,14 +73,11 @@ void Session::exchange_step()
     const State now = state; // one look only: another thread may begin a session at any moment
     if (now == State::BL_START) {
         take_over_choice();
-        if (tick_delay_ > 0) {
-            return;
-        }
     }
     note_target_address();
     switch (access_status_) {
         case Access_status::failed: std::puts("Memory access bootload error! \r\n;"); return end_process_(0);
-        case Access_status::busy: return send_request(request_);
+        case Access_status::busy: return repeat_request();
         case Access_status::ready: return run_state(now);
         case Access_status::waiting:
         case Access_status::proceeding: break;
@@ -85,7 +96,19 @@ void Session::send_request(const memory_access::Request& new_request)
     request_ = new_request;
     access_timeout_ = answer_timeout;
     access_status_ = Access_status::waiting;
+    is_doubtful_ = false;
     own_ecu_.send(target_node, pdu::pgn::memory_access_request, request_);
+}
+
+/// An answer that came in doubt leaves an exchange open, which is closed first.
+void Session::repeat_request()
+{
+    const bool is_doubtful = is_doubtful_;
+    if (is_doubtful) {
+        own_ecu_.send(target_node, pdu::pgn::memory_access_request, memory_access::close_exchange);
+    }
+    send_request(request_);
+    is_doubtful_ = is_doubtful;
 }
 
 /// With a wireless node no request is ever open, and a stray answer may not end the session under its worker.
@@ -95,8 +118,8 @@ void Session::on_memory_access_response(const pdu::PDU& pdu)
         return;
     }
     const auto response = memory_access::parse_response(pdu.data.bytes());
-    if (!response) {
-        return;
+    if (!response || access_status_ == Access_status::failed) {
+        return; // a refusal stands
     }
     switch (response->answer) {
         case memory_access::Answer::proceed: return on_proceed(response->seed, sender_of(pdu));
@@ -135,9 +158,10 @@ void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& 
         }
         return;
     }
+    const bool is_repeated = access_status_ == Access_status::proceeding;
     access_status_ = Access_status::proceeding;
     if (transfer_step_ == Transfer_step::announced) {
-        send_chunk(sender);
+        send_chunk(sender, is_repeated);
     } else if (state == State::BL_RESTART && asks_for(memory_access::reset_bootloader)) {
         send_word(sender, image_checksum_);
         state = State::BL_RESTART_PENDING;
@@ -149,19 +173,23 @@ void Session::on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& 
     }
 }
 
-/// Not while it is on its way: the second one would reach the ECU as the data of the next chunk. What is on its
-/// way to a stranger gives way to the target.
-void Session::send_chunk(const std::shared_ptr<node::Node>& node)
+/// Not while it is on its way, nor at a repeated Proceed when it was one frame: the second one would reach the ECU
+/// as the data of the next chunk. What is on its way to a stranger gives way to the target; when the target has it
+/// all, no stranger gets it.
+void Session::send_chunk(const std::shared_ptr<node::Node>& node, bool is_repeated)
 {
-    const bool is_under_way = chunk_sending_.use_count() > 1; // the transport holds it, too
-    if ((is_under_way && (chunk_sending_->receiver == node || node != target_node)) || !own_ecu_.is_claimed()) {
+    note_chunk_holder();
+    auto data = memory_access::chunk_data(chunks_.chunk());
+    const bool is_one_frame = data != nullptr && data->size() <= ecu::ECU::frame_size_maximum;
+    const bool is_under_way =
+        chunk_sending_.use_count() > 1 || (chunk_sending_ != nullptr && is_one_frame && is_repeated);
+    const bool is_for_stranger = node != target_node;
+    if ((is_under_way && (chunk_sending_->receiver == node || is_for_stranger)) ||
+        (is_for_stranger && chunk_holder_ != nullptr && chunk_holder_ == target_node) || !own_ecu_.is_claimed()) {
         return;
     }
-    note_chunk_holder();
     withdraw_chunk();
-    auto data = memory_access::chunk_data(chunks_.chunk());
-    chunk_sending_ =
-        std::make_shared<Chunk_sending>(node, data != nullptr && data->size() <= ecu::ECU::frame_size_maximum);
+    chunk_sending_ = std::make_shared<Chunk_sending>(node, is_one_frame);
     own_ecu_.send_with_transport(node, pdu::pgn::memory_access_data, std::move(data), chunk_sending_);
 }
 
@@ -192,17 +220,33 @@ void Session::send_word(const std::shared_ptr<node::Node>& node, std::uint32_t v
     own_ecu_.send(node, pdu::pgn::memory_access_data, memory_access::word_data(value));
 }
 
-/// Goes on at once, so that an image travels at the speed of the ECU's answers.
+/// An erase, a read or a restart begins with the ECU's Proceed. An Operation Completed without it may be the one
+/// to the request before, heard twice; but when the request was repeated for it, it counts.
+bool Session::lacks_proceed() const
+{
+    const bool is_asked =
+        state == State::BL_ERASING || state == State::BL_READ_CHECKSUM || state == State::BL_RESTART;
+    return is_asked &&
+           (access_status_ == Access_status::busy || (access_status_ == Access_status::waiting && !is_doubtful_));
+}
+
+/// Goes on at once, so that an image travels at the speed of the ECU's answers. What lacks its Proceed does not
+/// count, or a sector would stay without its erase: unless the Proceed still comes, the request is repeated at the
+/// next tick.
 void Session::on_operation_completed(const std::shared_ptr<node::Node>& sender)
 {
     if (transfer_step_ == Transfer_step::announced) {
         note_chunk_holder();
-        if (chunk_holder_ != sender) {
+        if (chunk_holder_ == nullptr || chunk_holder_ != sender) {
             return; // who has not got the chunk has not written it: that is the answer to another one, once more
         }
         withdraw_chunk();
         chunks_.confirm();
         transfer_step_ = Transfer_step::completed;
+    } else if (lacks_proceed()) {
+        is_doubtful_ = true;
+        access_status_ = Access_status::busy;
+        return;
     }
     access_status_ = Access_status::ready;
     if (own_ecu_.attached()) {
@@ -223,6 +267,9 @@ void Session::on_memory_access_tp_receive(const pdu::PDU& pdu)
         return fail(0);
     }
     image_checksum_ = *checksum;
+    if (access_status_ == Access_status::waiting) {
+        access_status_ = Access_status::proceeding; // with data, the Proceed was lost
+    }
     state = State::BL_RESTART;
 }
 
@@ -248,9 +295,9 @@ void Session::on_custom_message(const pdu::PDU& pdu)
     }
 }
 
-/// Begins with this target, which had `address` last. When the update before failed it may be left in its
-/// bootloader, under the NAME of that.
-void Session::aim_at(std::shared_ptr<node::Node> node, std::uint32_t address)
+/// Begins with this target. When the update before failed it may be left in its bootloader, under the NAME that
+/// the session then saw at its address.
+void Session::aim_at(std::shared_ptr<node::Node> node)
 {
     const bool is_left_in_bootloader =
         node == chosen_node_ && !node::has_address(node) && node::has_address(target_node);
@@ -258,8 +305,6 @@ void Session::aim_at(std::shared_ptr<node::Node> node, std::uint32_t address)
     if (!is_left_in_bootloader) {
         target_node = chosen_node_;
     }
-    target_address_ = address;
-    note_target_address();
 }
 
 /// While the target has an address it is noted: at its next look the session may find it without.
@@ -270,7 +315,9 @@ void Session::note_target_address()
     }
 }
 
-/// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader.
+/// A target that returns keeps its NAME, or takes the target's address under the NAME of its bootloader. That
+/// counts only after the target was asked to enter it: before, and when the session is over, somebody else may
+/// have taken the address of an ECU that has gone.
 void Session::on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node)
 {
     const State now = state; // one look, as in `exchange_step`
@@ -281,7 +328,8 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
         return; // no session
     }
     std::printf("\t Comparing [%s] %s\r\n", name_text(target_node->name()).c_str(), name_text(name).c_str());
-    const bool took_its_address = !node::has_address(target_node) && address == target_address_ &&
+    const bool took_its_address = is_under_way(now) && !node::has_address(target_node) &&
+                                  address != pdu::null_address && address == target_address_ &&
                                   inventory_.find_ecu_by_address(address) != nullptr;
     if (target_node->name() != name && !took_its_address) {
         return;
@@ -294,11 +342,16 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
     std::printf("\tTarget Found! [0x%x] %s\r\n", address, name_text(name).c_str());
 }
 
-void Session::on_software_identification()
+/// Whoever identifies itself. When it is the target that restarted without another word, nothing is waited for.
+void Session::on_software_identification(std::uint32_t address)
 {
-    if (state == State::BL_RESTART_PENDING && target_node != nullptr) {
-        state = State::BL_COMPLETE;
+    if (state != State::BL_RESTART_PENDING || target_node == nullptr) {
+        return;
     }
+    if (address == target_node->source_address && access_status_ != Access_status::failed) {
+        access_status_ = Access_status::ready;
+    }
+    state = State::BL_COMPLETE;
 }
 
 } // namespace qv::can_bus::flr

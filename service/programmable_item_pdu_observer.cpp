@@ -85,7 +85,7 @@ void Self::on_software_identification(comm::message::Message& message)
 {
     const auto& pdu = pdu_of(message);
     flintrow_.inventory.software_identified(pdu.source_address, pdu.data.bytes());
-    flintrow_.session.on_software_identification();
+    flintrow_.session.on_software_identification(pdu.source_address);
 }
 
 void Self::on_gwpgn(comm::message::Message& message)

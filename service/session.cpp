@@ -102,7 +102,7 @@ int Session::start_image(const Programmable_item& entry, const std::string& vers
     if (options_.verbose > 0) {
         image->print_full();
     }
-    begin({can_image, std::move(image), nullptr, entry.node, static_cast<std::uint32_t>(entry.address)});
+    begin({can_image, std::move(image), nullptr, entry.node});
     return 0;
 }
 
@@ -114,8 +114,7 @@ int Session::start_package(const Programmable_item& entry, const std::string& ve
     }
     const auto host = host_of(entry);
     std::printf("%s: (hostname %s)\n", "startUpdate", host.c_str());
-    begin({wireless_package, nullptr, update->for_ecu(entry.name, host), entry.node,
-           static_cast<std::uint32_t>(entry.address)});
+    begin({wireless_package, nullptr, update->for_ecu(entry.name, host), entry.node});
     return 0;
 }
 
@@ -128,9 +127,6 @@ void Session::begin(Choice choice)
 }
 
 /// In the state that `begin` has set. A search sets it as well, and leaves no choice.
-///
-/// A target without an address may have come up in its bootloader, to which it then gave its address: all are
-/// asked for their claims, and given time to tell, before the first request goes out.
 void Session::take_over_choice()
 {
     if (!choice_) {
@@ -139,14 +135,10 @@ void Session::take_over_choice()
     update_kind = choice_->update_kind;
     hex_parser = std::move(choice_->image);
     zip_parser = std::move(choice_->package);
-    aim_at(std::move(choice_->target), choice_->address);
+    aim_at(std::move(choice_->target));
     choice_.reset();
     access_status_ = Access_status::ready; // nothing of the last session goes to this ECU
     request_ = {};
-    if (update_kind == can_image && target_node != nullptr && !node::has_address(target_node)) {
-        own_ecu_.request_address_claims();
-        tick_delay_ = 2;
-    }
 }
 
 int Session::acknowledge_result()
@@ -220,6 +212,8 @@ bool Session::has_other_bit_rate(std::int32_t wanted) const
 
 void Session::leave_start()
 {
+    target_address_ = pdu::null_address;
+    note_target_address();
     if (update_kind == can_image) {
         enter_bootloader();
     } else {
@@ -509,7 +503,7 @@ void Session::find_target()
         if (options_.verbose > 0) {
             std::puts("ECU target found\r");
         }
-        aim_at(entry->node, static_cast<std::uint32_t>(entry->address));
+        aim_at(entry->node);
         tick_delay_ = 2;
         state = State::BL_START;
     }

@@ -97,7 +97,7 @@ public:
 
     void on_second();
     void on_address_claimed(std::uint32_t address, name::Name name, const std::shared_ptr<node::Node>& node);
-    void on_software_identification();
+    void on_software_identification(std::uint32_t address);
     /// DM15 [SAE J1939-73 5.7.15]. The sender is answered whoever it is.
     void on_memory_access_response(const pdu::PDU& pdu);
     /// DM16 [SAE J1939-73 5.7.16] with the checksum.
@@ -127,7 +127,6 @@ private:
         std::shared_ptr<const HexParser> image;
         std::shared_ptr<const ZipParser> package;
         std::shared_ptr<node::Node> target;
-        std::uint32_t address = pdu::null_address; ///< that the target had last
     };
 
     int start_image(const Programmable_item& entry, const std::string& version);
@@ -169,18 +168,21 @@ private:
     void on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender);
     void on_operation_completed(const std::shared_ptr<node::Node>& sender);
     void send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const;
-    void send_chunk(const std::shared_ptr<node::Node>& node);
+    void send_chunk(const std::shared_ptr<node::Node>& node, bool is_repeated);
     void withdraw_chunk();
     void note_chunk_holder();
     bool expects_answer() const;
     bool asks_for(const memory_access::Request& request) const;
-    void aim_at(std::shared_ptr<node::Node> node, std::uint32_t address);
+    bool lacks_proceed() const;
+    void repeat_request();
+    void aim_at(std::shared_ptr<node::Node> node);
     void note_target_address();
 
     // One memory access.
     Access_status access_status_ = Access_status::ready;
     std::uint32_t access_timeout_ = 0; ///< seconds left to wait for the answer
     memory_access::Request request_{}; ///< the last one built, for a repetition and the key step
+    bool is_doubtful_ = false;         ///< the request was answered as done, without a Proceed before
     Transfer_step transfer_step_ = Transfer_step::none;
 
     // The chunk that is announced.
@@ -191,7 +193,7 @@ private:
     Erase_walk sectors_;
     Chunk_walk chunks_;
     std::shared_ptr<node::Node> chosen_node_;          ///< that `target_node` was first
-    std::uint32_t target_address_ = pdu::null_address; ///< that the target had last
+    std::uint32_t target_address_ = pdu::null_address; ///< that the target of this session had last
     std::uint32_t image_checksum_ = 0;                 ///< as read back from the ECU
     std::uint32_t countdown_ = 0;                      ///< seconds
     std::uint8_t tick_delay_ = 0;                      ///< seconds during which ticks do nothing

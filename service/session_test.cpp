@@ -168,6 +168,55 @@ TEST_F(Session_test, restarts_the_ecu_also_when_the_answer_to_the_question_befor
     EXPECT_EQ(session().state, State::BL_RESTART_PENDING);
 }
 
+TEST_F(Session_test, sends_a_chunk_of_one_frame_once_for_each_request)
+{
+    reach(Waits_for::write, {}, 4);
+    sent();
+    proceed(), proceed();
+    EXPECT_EQ(sent().size(), 1U);
+    busy(), tick(3), sent();
+    proceed();
+    EXPECT_EQ(sent().size(), 1U);
+}
+
+TEST_F(Session_test, sends_nobody_else_a_chunk_that_the_target_has)
+{
+    reach(Waits_for::write, {"-q"}, 2000);
+    proceed(), take_transport(), receive(other_claim), sent();
+    receive("18D8F990 00 01 00 00 00 00 FF FF"), pass(4); // Proceed
+    EXPECT_EQ(sent(), Texts{});
+    complete();
+    EXPECT_THAT(sent(), testing::Contains(close));
+}
+
+TEST_F(Session_test, takes_the_checksum_for_its_proceed)
+{
+    reach(Waits_for::checksum);
+    sent();
+    receive(checksum_data), complete();
+    EXPECT_EQ(sent(), (Texts{close, reset}));
+}
+
+TEST_F(Session_test, a_refusal_stands_whatever_follows)
+{
+    reach(Waits_for::restart);
+    sent();
+    receive("18D8F980 00 0B 00 00 00 00 FF FF"), proceed(), busy(), complete();
+    EXPECT_EQ(sent(), Texts{});
+    tick(4);
+    EXPECT_EQ(exits_, std::vector<int>{0});
+}
+
+TEST_F(Session_test, takes_a_target_that_restarted_without_another_word)
+{
+    reach(Waits_for::restart);
+    proceed(), receive(ecu_claim), receive(other_claim), tell_software("90"), tick(8);
+    EXPECT_EQ(session().state, State::BL_COMPLETE) << "which waits, as that was somebody else's identification";
+    session().state = State::BL_RESTART_PENDING;
+    tell_software(), tick(4);
+    EXPECT_EQ(session().state, State::BL_COMPLETE_ACK);
+}
+
 TEST_F(Session_test, answers_to_what_is_over_open_nothing)
 {
     reach(Waits_for::return_of_ecu);
@@ -195,16 +244,20 @@ TEST_F(Session_test, finds_a_target_that_the_update_before_left_in_its_bootloade
     EXPECT_EQ(sent(), Texts{enter});
 }
 
-TEST_F(Session_test, finds_a_target_that_came_up_in_its_bootloader_when_the_update_was_over)
+/// Who holds the address of an ECU that has gone is not asked for anything, let alone erased.
+TEST_F(Session_test, takes_nobody_who_came_to_the_address_of_an_ecu_that_has_gone)
 {
+    const std::string stranger = "18EEFF80 02 00 E0 12 00 86 00 A0";
     reach(Waits_for::erase);
-    tick(40), session().acknowledge_result();
-    receive("18EEFF80 02 00 E0 12 00 86 00 A0"), sent();
+    tick(40), receive(stranger);
+    session().acknowledge_result(), sent();
     EXPECT_EQ(session().start_update(entry(), "1.2"), 0);
-    tick();
-    EXPECT_EQ(sent().front(), "18EAFFF9 00 EE 00") << "who has that address?";
-    receive("18EEFF80 02 00 E0 12 00 86 00 A0"), tick(3);
-    EXPECT_EQ(sent(), Texts{enter});
+    receive(stranger), tick(), receive(stranger), receive("18EEFFFE" + stranger.substr(8)), heartbeat(), tick(40);
+    EXPECT_EQ(session().state, State::BL_FAILURE);
+    const auto messages = sent();
+    EXPECT_EQ(messages.front(), "18D9FEF9" + enter.substr(8));
+    EXPECT_THAT(messages, testing::Not(testing::Contains(testing::StartsWith("18D980"))));
+    EXPECT_THAT(said(), testing::Not(HasSubstr("Target Found")));
 }
 
 TEST_F(Session_test, takes_no_ecu_of_the_update_before_for_one_that_has_gone)
@@ -215,7 +268,7 @@ TEST_F(Session_test, takes_no_ecu_of_the_update_before_for_one_that_has_gone)
     auto other = *flintrow_->inventory.find_ecu_by_address(0x90);
     other.matches = matches_;
     EXPECT_EQ(session().start_update(other, "1.2"), 0);
-    tick(3), sent(), tick();
+    tick();
     EXPECT_EQ(sent(), Texts{"18D9FEF9" + enter.substr(8)});
 }
 
@@ -283,6 +336,40 @@ INSTANTIATE_TEST_SUITE_P(Points, Wait_test, testing::Values(
     Wait{Waits_for::write,      write_8,    33},
     Wait{Waits_for::checksum,   read,       31},
     Wait{Waits_for::restart,    reset,      34}));
+// clang-format on
+
+/// Or a sector would stay without its erase: the answer may be the one to the request before, heard twice.
+class Proceed_test : public Wait_test {};
+
+TEST_P(Proceed_test, takes_no_request_for_done_that_the_ecu_did_not_take)
+{
+    const auto asking = session().state.load();
+    busy(), complete(), complete();
+    EXPECT_EQ(sent(), Texts{});
+    tick(4);
+    EXPECT_EQ(sent(), (Texts{close, GetParam().request}));
+    EXPECT_EQ(session().state, asking);
+}
+
+TEST_P(Proceed_test, comes_late_and_ends_the_doubt)
+{
+    complete(), proceed(), sent();
+    tick(4);
+    EXPECT_EQ(sent(), Texts{});
+}
+
+TEST_P(Proceed_test, is_asked_for_once)
+{
+    complete(), tick(4), sent();
+    complete();
+    EXPECT_THAT(sent(), testing::Contains(close));
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Points, Proceed_test, testing::Values(
+    Wait{Waits_for::erase,    erase_1000, 0},
+    Wait{Waits_for::checksum, read,       0},
+    Wait{Waits_for::restart,  reset,      0}));
 // clang-format on
 
 TEST_F(Session_test, ends_when_the_ecu_does_not_return)

@@ -49,7 +49,7 @@ std::optional<Install_status> parse_install_status(std::string reply)
 {
     reply.resize(std::min(reply.find("<!"), reply.size()));
     std::printf("Reponse: [%s]\r\n", reply.c_str());
-    const Json json(json_loads(reply.c_str(), 0, nullptr));
+    const Json json(json_loads(reply.c_str(), JSON_DISABLE_EOF_CHECK, nullptr)); // what follows does not matter
     if (!json_is_object(json.get())) {
         std::puts("Error parsing json payload");
         return std::nullopt;

@@ -79,7 +79,7 @@ TEST(Install_status_test, reads_what_a_node_replies)
         {R"({"version": -9999999999})", "-2147483648   "},
         {R"({"state": "a<!b"})", "none"},
         {R"([{"state": "complete"}])", "none"},
-        {R"({"state": "complete"} and more)", "none"},
+        {R"({"state": "complete", "progress": "100"}<html>and more)", "0 complete 100 "},
         {"", "none"},
         {"<!-- -->", "none"},
         {"{\"state\": \"\xff\"}", "none"},
