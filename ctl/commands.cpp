@@ -60,7 +60,7 @@ private:
     void tell_done(const std::string& order, const std::string& text) const;
     void demand_idle(Answer answer);
     [[noreturn]] void refuse_busy();
-    [[noreturn]] void refuse_update(const Ecu& ecu) const;
+    [[noreturn]] void refuse_update(const Ecu& ecu, const std::string& version) const;
 
     const Options& options_;
     Client client_;
@@ -130,8 +130,14 @@ void Control::refuse_busy()
         throw Error(Exit::busy, "refused: the last session's result is not acknowledged\n"
                                 "'flintrowctl follow' tells it, 'flintrowctl acknowledge' makes way.");
     }
-    const auto doing = state == State::idle ? std::string() : concat(" (", words(state), ")");
-    throw Error(Exit::busy, concat("refused: a session is running", doing, "\n'flintrowctl follow' shows it."));
+    if (state == State::idle) { // which is told of two things that refuse orders
+        throw Error(Exit::busy,
+                    "refused: the service was started with -w and waits for the ECU of its file, or the "
+                    "bit rate of the bus is being changed\n"
+                    "In the first case end it and start it without -w, in the second try again.");
+    }
+    throw Error(Exit::busy,
+                concat("refused: a session is running (", words(state), ")\n'flintrowctl follow' shows it."));
 }
 
 void Control::status()
@@ -230,7 +236,7 @@ void Control::update()
     switch (answer) {
         case Answer::done: break;
         case Answer::busy: refuse_busy();
-        case Answer::nothing: refuse_update(ecu);
+        case Answer::nothing: refuse_update(ecu, version);
         case Answer::unknown:
             throw Error(Exit::unknown_ecu, label_of(ecu) + " has left the service's list meanwhile");
     }
@@ -254,7 +260,8 @@ void Control::update()
     (void)client_.acknowledge(); // refused when somebody else was faster
 }
 
-void Control::refuse_update(const Ecu& ecu) const
+/// The service does not tell which of the reasons it is, nor which versions are images and which are packages.
+void Control::refuse_update(const Ecu& ecu, const std::string& version) const
 {
     const auto& offered = ecu.update_versions;
     if (offered.empty()) {
@@ -264,15 +271,20 @@ void Control::refuse_update(const Ecu& ecu) const
                    "\n'flintrowctl scan DIR' looks for update files, 'flintrowctl directories' tells where "
                    "that was done."));
     }
-    const auto& version = options_.version;
-    if (!version.empty() && std::find(offered.begin(), offered.end(), version) == offered.end()) {
+    if (std::find(offered.begin(), offered.end(), version) == offered.end()) {
         throw Error(Exit::nothing_to_install, concat("version ", printable(version), " is not on offer for ",
                                                      label_of(ecu), "\nThese are: ", join(offered), "."));
     }
+    const auto other = offered.size() < 2 ? std::string()
+                                          : concat("\nOr it is a package: where images fit as well, they alone "
+                                                   "can be started. Name one with --version: ",
+                                                   join(offered), ".");
     throw Error(
         Exit::nothing_to_install,
-        concat("the update of ", label_of(ecu),
-               " could not start\nIts file is damaged, or has changed since the last 'flintrowctl scan'."));
+        concat("the update of ", label_of(ecu), " to ", printable(version),
+               " could not start\nIts file is damaged, or has changed since the last 'flintrowctl scan', or "
+               "another update is just being started.",
+               other));
 }
 
 void Control::acknowledge()

@@ -44,8 +44,8 @@ Time now() { return std::chrono::duration_cast<Time>(std::chrono::steady_clock::
                 concat(error.what(),
                        " in the middle of the session\n"
                        "It does so when the ECU refuses a step: look at what it printed, check that the "
-                       "file is meant for this ECU,\nstart the service again and update again: the ECU "
-                       "may be waiting in its bootloader."));
+                       "file is meant for this ECU,\nstart the service again, scan the folders again, list, and "
+                       "update again: the ECU may be waiting in its bootloader."));
 }
 
 Status next_status(Client& client)

@@ -22,12 +22,12 @@ int tell(ctl::Exit exit, const char* message)
 int main(int argc, char** argv)
 {
     std::setlocale(LC_CTYPE, "");
-    int status = 0;
-    const auto options = ctl::parse_options(argc, argv, status);
-    if (!options) {
-        return status;
-    }
     try {
+        int status = 0;
+        const auto options = ctl::parse_options(argc, argv, status);
+        if (!options) {
+            return status;
+        }
         ctl::run(*options);
         std::cout.flush();
         return std::cout.good() ? 0 : tell(ctl::Exit::failed, "standard output cannot be written");

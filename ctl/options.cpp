@@ -125,7 +125,11 @@ Options Parser::parse(int count, char** arguments)
     app_.parse(count, arguments);
     set_timeouts();
     if (options_.command == Command::scan) {
-        auto path = std::filesystem::absolute(options_.directory).lexically_normal();
+        std::error_code failure;
+        const auto path = std::filesystem::absolute(options_.directory, failure).lexically_normal();
+        if (failure) {
+            throw Error(Exit::failed, "the working folder is gone: name DIR by its whole path");
+        }
         options_.directory = path.has_filename() || !path.has_relative_path() ? path : path.parent_path();
     }
     return options_;

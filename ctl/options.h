@@ -21,7 +21,7 @@ struct Options {
 };
 
 /// Nothing when there is nothing more to do than to end with `status`: after help, and after a wrong command line,
-/// which was told on standard error.
+/// which was told on standard error. Throws an `Error` when the command line is right and the machine is not.
 std::optional<Options> parse_options(int count, char** arguments, int& status);
 
 } // namespace ctl
