@@ -16,7 +16,7 @@ void deliver(rx::TP& session, std::uint32_t destination, comm::dispatcher::Dispa
     auto message = std::make_unique<pdu::PDU>();
     message->data = session.take_data();
     message->length = session.size();
-    message->source_node = session.peer();
+    message->source_node = session.peer()->pdu_source.lock(); // as with a single frame
     message->address_holder = session.peer();
     message->pgn = session.pgn();
     message->source_address = session.peer()->source_address;

@@ -18,10 +18,11 @@ namespace {
 
 constexpr std::uint32_t no_group = 0; ///< a data frame does not tell its group
 
-/// Frames from strangers, to all, or of a wrong length are dropped without an answer.
+/// Frames from strangers, to all, or of a wrong length are dropped without an answer. The other side of a session
+/// is who holds the address, also when a master speaks for it.
 bool is_for_session(const pdu::PDU& pdu)
 {
-    return pdu.source_node && !pdu.global && pdu.length == 8 && pdu.data.size() == 8;
+    return pdu.source_node && pdu.address_holder && !pdu.global && pdu.length == 8 && pdu.data.size() == 8;
 }
 
 std::uint32_t group_of(const pdu::PDU& pdu) { return read_little_endian(pdu.data.bytes(), 5, 3); }
@@ -158,7 +159,7 @@ void Manager::on_rts(const pdu::PDU& pdu, bool extended)
         session = open(pdu, extended);
     }
     if (!session) {
-        ecu_.transmit(pdu.source_node, frame::connection_pgn(extended),
+        ecu_.transmit(pdu.address_holder, frame::connection_pgn(extended),
                       frame::abort(frame::Abort_reason::refused, group_of(pdu)));
     } else if (session->large()) {
         give_free_turn();
@@ -174,7 +175,7 @@ Manager::Reception Manager::open(const pdu::PDU& pdu, bool extended)
     }
     const std::uint32_t packets_per_cts_maximum = extended ? 255U : pdu.data[4];
     auto session =
-        std::make_shared<rx::specific::TP>(ecu_, pdu.source_node, group_of(pdu), size, packets_per_cts_maximum);
+        std::make_shared<rx::specific::TP>(ecu_, pdu.address_holder, group_of(pdu), size, packets_per_cts_maximum);
     if (!session->data_ready()) {
         return nullptr;
     }
@@ -257,7 +258,7 @@ void Manager::on_data(const pdu::PDU& pdu, bool extended)
 Manager::Reception Manager::find_reception(const pdu::PDU& pdu, bool extended, std::uint32_t pgn) const
 {
     const auto found = std::ranges::find_if(receptions_, [&](const auto& session) {
-        return session->matches(pdu.source_node.get(), false, extended, pgn);
+        return session->matches(pdu.address_holder.get(), false, extended, pgn);
     });
     return found == receptions_.end() ? nullptr : *found;
 }
@@ -265,7 +266,7 @@ Manager::Reception Manager::find_reception(const pdu::PDU& pdu, bool extended, s
 std::shared_ptr<tx::TP> Manager::find_send(const pdu::PDU& pdu, bool extended) const
 {
     const auto found = std::ranges::find_if(sends_, [&](const auto& session) {
-        return session->matches(pdu.source_node.get(), false, extended, group_of(pdu));
+        return session->matches(pdu.address_holder.get(), false, extended, group_of(pdu));
     });
     return found == sends_.end() ? nullptr : *found;
 }

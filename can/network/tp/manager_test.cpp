@@ -129,6 +129,18 @@ TEST_F(Receive_test, who_hears_a_message_may_send_end_another_or_end_them_all)
         a_ends + "+5000");
 }
 
+TEST_F(Receive_test, serves_each_member_of_a_working_set_at_its_own_address)
+{
+    const auto master = peer(0x70);
+    a_->pdu_source = b_->pdu_source = master;
+    run(from_15 + "b EB00 #1-1; a EB00 #1-3;" + to_15 +
+        "a all EC00 20 09 00 02 FF CA FE 00; b all EC00 20 09 00 02 FF CA FE 00; a all EB00 #1-2;"
+        "heard FECA 80>FE global #9; b all EB00 #1-2; heard FECA 81>FE global #9;"
+        "send 9 b; +1; = EC00>81 10 09 00 02 FF CA FE 00; a EC00 11 02 01 FF FF CA FE 00; +1;"
+        "b EC00 11 02 01 FF FF CA FE 00; = EB00>81 01 01 02 03 04 05 06 07;"
+        "= EB00>81 02 08 09 FF FF FF FF FF;");
+}
+
 const std::string announced = "a all EC00 20 09 00 02 FF CA FE 00;";
 const std::string packets = "a all EB00 #1-2;";
 const std::string heard = "heard FECA 80>FE global #9;";

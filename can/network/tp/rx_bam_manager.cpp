@@ -51,7 +51,7 @@ namespace {
 
 bool is_broadcast(const pdu::PDU& pdu)
 {
-    return pdu.source_node && pdu.global && pdu.length == 8 && pdu.data.size() == 8;
+    return pdu.source_node && pdu.address_holder && pdu.global && pdu.length == 8 && pdu.data.size() == 8;
 }
 
 } // namespace
@@ -88,10 +88,10 @@ void Manager::on_tp_cm_standard(comm::message::Message& message)
     const std::uint32_t group = read_little_endian(pdu.data.bytes(), 5, 3);
     if (size < standard_size_minimum || size > standard_size_maximum ||
         pdu.data[3] != (size + packet_size - 1) / packet_size || group > pdu::pgn::maximum ||
-        !has_room_for(pdu.source_node.get())) {
+        !has_room_for(pdu.address_holder.get())) {
         return;
     }
-    auto session = std::make_shared<TP>(pdu.source_node, group, size, bus_dispatcher_id_);
+    auto session = std::make_shared<TP>(pdu.address_holder, group, size, bus_dispatcher_id_);
     if (session->data_ready()) {
         sessions_.push_back(std::move(session));
     }
@@ -111,7 +111,7 @@ void Manager::on_tp_dt_standard(comm::message::Message& message)
     if (!is_broadcast(pdu)) {
         return;
     }
-    const auto found = std::ranges::find(sessions_, pdu.source_node, &TP::peer);
+    const auto found = std::ranges::find(sessions_, pdu.address_holder, &TP::peer);
     if (found == sessions_.end()) {
         return;
     }

@@ -43,7 +43,7 @@ void Manager::unsubscribe()
 
 void Manager::on_frame(const pdu::PDU& pdu)
 {
-    if (!pdu.source_node || pdu.length != 8 || pdu.data.size() != 8) {
+    if (!pdu.source_node || !pdu.address_holder || pdu.length != 8 || pdu.data.size() != 8) {
         return;
     }
     const std::uint32_t sequence = pdu.data[0] >> 5;
@@ -65,7 +65,7 @@ void Manager::on_frame(const pdu::PDU& pdu)
 std::shared_ptr<TP> Manager::find(const pdu::PDU& pdu, std::uint32_t sequence) const
 {
     const auto found = std::ranges::find_if(sessions_, [&](const auto& session) {
-        return session->peer == pdu.source_node && session->pgn == pdu.pgn && session->sequence == sequence;
+        return session->peer == pdu.address_holder && session->pgn == pdu.pgn && session->sequence == sequence;
     });
     return found == sessions_.end() ? nullptr : *found;
 }
@@ -77,7 +77,7 @@ std::shared_ptr<TP> Manager::open(const pdu::PDU& pdu, std::uint32_t sequence)
     if (sessions_.size() >= sessions_maximum || !session->data.resize(pdu.data[1])) {
         return nullptr;
     }
-    session->peer = pdu.source_node;
+    session->peer = pdu.address_holder;
     session->pgn = pdu.pgn;
     session->sequence = sequence;
     sessions_.push_back(session);
@@ -106,7 +106,7 @@ void Manager::hand_over(TP& session) const
     auto message = std::make_unique<pdu::PDU>();
     message->length = session.data.size();
     message->data = std::move(session.data);
-    message->source_node = session.peer;
+    message->source_node = session.peer->pdu_source.lock();
     message->address_holder = session.peer;
     message->pgn = session.pgn;
     message->source_address = session.peer->source_address;

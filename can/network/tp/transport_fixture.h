@@ -148,7 +148,7 @@ protected:
         for (const auto& bytes : unfold(group.substr(group.find(' ') + 1))) {
             const auto identifier = pdu::identifier(6, value(group, 16), global ? 0xFF : 0x21, 0x80);
             pdu::PDU pdu(identifier, bytes_of(bytes));
-            pdu.source_node = sender;
+            pdu.source_node = sender ? sender->pdu_source.lock() : nullptr;
             pdu.address_holder = sender;
             dispatchers_[1]->notify(pdu);
             if (pdu.pgn == 0x1F805) {
@@ -239,7 +239,7 @@ private:
     {
         const auto& pdu = *dynamic_cast<pdu::Message_assigned_id&>(message).pdu;
         EXPECT_EQ(pdu.length, pdu.data.size());
-        EXPECT_TRUE(pdu.source_node && pdu.address_holder == pdu.source_node);
+        EXPECT_TRUE(pdu.source_node && pdu.source_node == pdu.address_holder->pdu_source.lock());
         came_.push_back(print("heard %04X %02X>%02X ", pdu.pgn, pdu.source_address, pdu.destination_address) +
                         (pdu.global ? "global " : "") + hex(pdu.data.bytes()));
         if (reaction_) {
