@@ -27,18 +27,6 @@ bool refers_to(const std::weak_ptr<observer::Observer>& reference,
     return observer && !reference.owner_before(observer) && !observer.owner_before(reference);
 }
 
-/// What `wait_for_message` waits for.
-class Has_queued final : public Predicate_non_parameterized {
-public:
-    explicit Has_queued(const Dispatcher& dispatcher) noexcept
-        : dispatcher_(dispatcher)
-    {}
-    bool evaluate() const override { return dispatcher_.has_queued(); }
-
-private:
-    const Dispatcher& dispatcher_;
-};
-
 } // namespace
 
 void Subscribers::add(message::Id id, const std::shared_ptr<observer::Observer>& observer,
@@ -185,10 +173,11 @@ bool Dispatcher::has_queued() const
     return !queue_.empty();
 }
 
-void Dispatcher::wait_for_message()
+void Dispatcher::wait_for_message(std::uint32_t timeout_ms)
 {
     if (signal_) {
-        signal_->wait_unless(Has_queued(*this), 0);
+        const auto test = [this] { return has_queued(); };
+        signal_->wait_unless(Predicate_of(test), timeout_ms);
     }
 }
 

@@ -71,9 +71,9 @@ public:
     void process_queue();
     /// Whether a message waits; what a thread tests before it goes to sleep.
     bool has_queued() const;
-    /// Sleeps on the signal until a message waits; returns at once when one does. A dispatcher without a
-    /// signal returns at once.
-    void wait_for_message();
+    /// Sleeps on the signal until a message waits, but no longer than `timeout_ms`, where 0 is no limit. Returns
+    /// at once when a message waits already, and when the dispatcher has no signal.
+    void wait_for_message(std::uint32_t timeout_ms = 0);
     /// Takes the first queued message of this id out of the queue; empty when there is none. For an owner
     /// that has stopped draining and still needs the messages of one kind.
     std::unique_ptr<message::Message> take(message::Id id);

@@ -46,7 +46,7 @@ public:
     std::shared_ptr<Dispatcher> find(Dispatcher_id id) const;
     std::shared_ptr<Dispatcher> find_by_name(std::string_view name) const;
     void remove(Dispatcher_id id);
-    /// Tells every thread to stop, those also that have yet to subscribe to the news.
+    /// Tells every thread to stop, including those that have yet to subscribe to the message.
     void announce_stop();
 
     const std::shared_ptr<Dispatcher>& primary() const noexcept { return primary_; }

@@ -60,5 +60,7 @@ void remove_dispatcher(const std::shared_ptr<Dispatcher>& dispatcher);
 
 /// Posts to the dispatcher `id`; the message is destroyed when there is none.
 void post_to(Dispatcher_id id, std::unique_ptr<message::Message> message);
+/// Asks for an orderly stop: posts a `shutdown::Trigger` to the primary dispatcher.
+void send_shutdown_trigger();
 
 } // namespace qv::comm

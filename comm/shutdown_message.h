@@ -45,10 +45,3 @@ public:
 };
 
 } // namespace qv::comm::message::shutdown
-
-namespace qv::comm {
-
-/// Posts a `Trigger` to the primary dispatcher.
-void send_shutdown_trigger();
-
-} // namespace qv::comm

@@ -25,10 +25,10 @@ namespace qv::log {
 /// Thread: any, save for what is said below.
 class Log final : public Sink, public std::enable_shared_from_this<Log> {
 public:
-    /// Lines that wait at most, and the bytes of their texts: some 250 times of what two busy buses log between
-    /// two flushes. What comes beyond, as the disk hangs or a component floods, is counted, and the next flush
-    /// tells how many lines were lost. Lines of level 0 have some room beyond, so that the end of a run is told in
-    /// any case.
+    /// How many lines may wait, and how many bytes their texts may have: some 250 times what two busy buses log
+    /// between two flushes. What comes beyond that, when the disk hangs or a component floods, is counted, and the
+    /// next flush tells how many lines were lost. Lines of level 0 have some room beyond, so that the end of a run
+    /// is told in any case.
     static constexpr std::size_t waiting_lines_maximum = 1U << 18;
     static constexpr std::size_t waiting_bytes_maximum = 32U << 20;
     static constexpr std::size_t reserved_lines = 1024;

@@ -86,7 +86,7 @@ bool Netlink_priv::isConfigurationCorrect()
 
 void Netlink_priv::updateBitTiming()
 {
-    can_bittiming timing = {};
+    can_bittiming timing = {}; // read to tell a failure; `isConfigurationCorrect` reads it anew
     can_bittiming_const limits = {};
     if (link_.get_bittiming(name, timing) != 0) {
         std::printf("Netlink_priv::updateBitTiming: Channel: %s, can_get_bittiming failed :%s\n ", name,
@@ -130,7 +130,7 @@ void Netlink_priv::setBitTiming(std::uint32_t sample_point)
     wanted.sjw = jump_width;
     const bool failed = link_.set_bittiming(name, wanted) != 0;
     const int reason = errno;
-    can_bittiming reached = {};
+    can_bittiming reached = {}; // what the kernel made of it; nothing depends on it
     link_.get_bittiming(name, reached);
     if (failed) {
         std::printf("Netlink_priv::updateBitTiming: Channel: %s, can_set_bitrate failed : %s\n", name,

@@ -18,7 +18,9 @@ using qv::application::run_wrapper::Run_wrapper;
 namespace initializer = qv::application::initializer;
 
 constexpr const char* configuration_file = "/etc/tolvan/flintrow/flintrow_config.xml";
-constexpr std::uint32_t flags = 442;
+namespace flag = initializer::flag;
+constexpr std::uint32_t flags = flag::comm | flag::config | flag::idle_sleep_preventer | flag::log |
+                                flag::posix_signal_shutdown | flag::print_title_and_version;
 
 /// The update service becomes a module of the bus thread.
 const bool registered = qv::can_bus::application::bus_thread::module::Registry::instance().add(

@@ -1,7 +1,5 @@
 #include "service/own_ecu.h"
 
-#include <array>
-
 #include "can/network/pdu/pdu.h"
 
 namespace qv::can_bus::flr {
@@ -9,13 +7,6 @@ namespace qv::can_bus::flr {
 namespace {
 
 constexpr std::uint32_t priority = 6;
-
-/// The payload of a request: the parameter group number, least significant byte first.
-constexpr std::array<std::uint8_t, 3> request_payload(std::uint32_t pgn) noexcept
-{
-    return {static_cast<std::uint8_t>(pgn & 0xFF), static_cast<std::uint8_t>((pgn >> 8) & 0xFF),
-            static_cast<std::uint8_t>((pgn >> 16) & 0xFF)};
-}
 
 } // namespace
 
@@ -31,13 +22,14 @@ void Own_ecu::request_ecu_identification(const std::shared_ptr<node::Node>& node
 
 void Own_ecu::request(const std::shared_ptr<node::Node>& node, std::uint32_t pgn) const
 {
-    send(node, pdu::pgn::request, request_payload(pgn));
+    send(node, pdu::pgn::request, pdu::request_payload(pgn));
 }
 
 void Own_ecu::request_address_claims() const
 {
     if (ecu_ != nullptr) {
-        ecu_->transmit(nullptr, priority, pdu::pgn::request, request_payload(pdu::pgn::address_claimed), true);
+        ecu_->transmit(nullptr, priority, pdu::pgn::request, pdu::request_payload(pdu::pgn::address_claimed),
+                       true);
     }
 }
 

@@ -10,7 +10,7 @@ namespace bench::simulated {
 namespace {
 
 constexpr std::uint32_t priority_default = 6;   ///< SAE J1939-21, requests, answers, claims
-constexpr std::uint32_t priority_transport = 7; ///< ISO 11783-3 5.13
+constexpr std::uint32_t priority_transport = 7; ///< ISO 11783-3
 constexpr std::size_t held_maximum = 32;
 constexpr std::uint32_t rate_default = 250'000; ///< ISO 11783-2
 constexpr Time rate_hold{

@@ -15,8 +15,8 @@ namespace pgn {
 // clang-format off
 inline constexpr std::uint32_t acknowledgement         = 59392; ///< SAE J1939-21 5.4.4
 inline constexpr std::uint32_t request                 = 59904; ///< SAE J1939-21 5.4.2
-inline constexpr std::uint32_t transport_data          = 60160; ///< ISO 11783-3 5.13, TP.DT
-inline constexpr std::uint32_t transport_connection    = 60416; ///< ISO 11783-3 5.13, TP.CM
+inline constexpr std::uint32_t transport_data          = 60160; ///< ISO 11783-3, TP.DT
+inline constexpr std::uint32_t transport_connection    = 60416; ///< ISO 11783-3, TP.CM
 inline constexpr std::uint32_t address_claimed         = 60928; ///< ISO 11783-5
 inline constexpr std::uint32_t proprietary_a           = 61184; ///< ISO 11783-3 5.4.6; the bootloader's heartbeat
 inline constexpr std::uint32_t binary_data             = 55040; ///< SAE J1939-73, DM16

@@ -6,7 +6,7 @@
 namespace bench::simulated {
 namespace {
 
-// ISO 11783-3 5.13, the time-outs of a connection.
+// ISO 11783-3, the time-outs of a connection.
 constexpr Time t1{750};
 constexpr Time t2{1250};
 constexpr Time t3{1250};

@@ -11,7 +11,7 @@
 namespace bench::simulated {
 
 /// Messages of 9 to 1785 bytes in both directions, one to one with RTS and CTS, and outgoing broadcasts with BAM
-/// [ISO 11783-3 5.13, SAE J1939-21 5.10]. It answers within the event: a CTS is followed by its whole window at
+/// [ISO 11783-3, SAE J1939-21 5.10]. It answers within the event: a CTS is followed by its whole window at
 /// once, so that the peer sets the pace; only a BAM keeps its 50 ms between packets.
 class Transport {
 public:

@@ -12,7 +12,7 @@ namespace pgn = simulated::pgn;
 
 constexpr std::uint32_t gateway_report = 65441; // proprietary B
 constexpr std::uint32_t priority = 6;           // SAE J1939-21: claims and answers
-constexpr std::uint32_t priority_transport = 7; // ISO 11783-3 5.13
+constexpr std::uint32_t priority_transport = 7; // ISO 11783-3
 constexpr std::size_t held_maximum = 32;
 
 /// The kind of report, then six fields with "*" between them, the third of which is the host name.

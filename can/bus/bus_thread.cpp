@@ -27,18 +27,6 @@ constexpr const char* thread_title = "bus thread";
 constexpr log::Level log_level = 5;
 constexpr std::uint32_t statistics_window_ms = 5000;
 
-/// Adapts a test to what a signal waits for. The test outlives it.
-template <class Test> class Predicate final : public Predicate_non_parameterized {
-public:
-    explicit Predicate(const Test& test) noexcept
-        : test_(test)
-    {}
-    bool evaluate() const override { return test_(); }
-
-private:
-    const Test& test_;
-};
-
 } // namespace
 
 void Bus_thread::thread_static()
@@ -113,7 +101,7 @@ void Bus_thread::create_modules()
 void Bus_thread::run()
 {
     const auto test = [this] { return has_work(); };
-    const Predicate predicate(test);
+    const Predicate_of predicate(test);
     thread::Cycle_statistics statistics(thread_title, bus_->log_client(), statistics_window_ms);
     while (running_) {
         signal_->wait_unless(predicate, 0);
@@ -124,8 +112,8 @@ void Bus_thread::run()
     }
 }
 
-/// The stack goes from the top down, and the device last but for its connection. What the upper layers still send
-/// on their way out stays in the bus's dispatcher, which nobody drains any more.
+/// Closes the device first; then the stack is destroyed from the top down, and the device after it. What the upper
+/// layers still send on their way out stays in the bus's dispatcher, which nobody drains any more.
 void Bus_thread::tear_down()
 {
     if (device_) {

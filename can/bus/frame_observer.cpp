@@ -12,13 +12,12 @@ namespace qv::can_bus::bus {
 namespace {
 
 constexpr std::uint32_t claim_size = 8;
-/// A bus has 254 addresses. Whoever claims with ever new NAMEs shall not fill the memory.
+/// A bus has 254 addresses. Whoever claims with ever new NAMEs must not fill the memory.
 constexpr std::size_t node_maximum = 1024;
 constexpr std::uint32_t request_priority = 6;
-constexpr std::array<std::uint8_t, 3> claim_request{0x00, 0xEE, 0x00}; ///< PGN 0xEE00, low byte first
 
 /// A request or an address claim, which also an unknown sender may send [ISO 11783-5 4.4.2].
-bool is_open_to_all(std::uint32_t pgn) { return (pgn & ~0x400U) == pdu::pgn::request; }
+bool is_open_to_all(std::uint32_t pgn) { return pgn == pdu::pgn::request || pgn == pdu::pgn::address_claimed; }
 
 bool is_address_claim(const pdu::PDU& pdu)
 {
@@ -137,7 +136,7 @@ void Frame_observer::announce(const Claim& claim) const
     }
 }
 
-/// Asks all for their claims, since nobody knows who this is. Few times for an address, and not often: the
+/// Asks all for their claims, since nobody knows who this is. A few times for each address, and not often: the
 /// sender may be one that never claims.
 void Frame_observer::request_claim_of(std::uint32_t source_address)
 {
@@ -149,7 +148,8 @@ void Frame_observer::request_claim_of(std::uint32_t source_address)
     ++count;
     request_timer_ = 0;
     if (const auto ecu = bus_.first_ecu()) {
-        ecu->transmit(nullptr, request_priority, pdu::pgn::request, claim_request, true);
+        ecu->transmit(nullptr, request_priority, pdu::pgn::request,
+                      pdu::request_payload(pdu::pgn::address_claimed), true);
     }
 }
 

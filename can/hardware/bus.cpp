@@ -19,7 +19,9 @@ bool Bus::receive(Message& message)
         return false;
     }
     logger_.received(message);
-    counters_.received += (message.length + 7) / 8; // a frame without data does not count
+    if (message.length != 0) {
+        ++counters_.received; // a frame without data does not count
+    }
     return true;
 }
 

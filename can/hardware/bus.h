@@ -9,9 +9,6 @@
 
 namespace qv::can_bus::hardware {
 
-/// The payload of a classic CAN frame at most [ISO 11898-1].
-inline constexpr std::uint32_t data_length_maximum = 8;
-
 /// A bus device: moves raw frames with 29-bit identifiers between the system and one bus.
 ///
 /// Thread: the bus thread, apart from a device's own threads.

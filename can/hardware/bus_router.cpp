@@ -200,13 +200,12 @@ void Bus_router::device_time_elapsed(std::uint32_t /*elapsed*/)
 
 bool Bus_router::write(std::uint32_t id, const std::uint8_t* data, std::uint32_t length, std::uint8_t /*reserved*/)
 {
-    constexpr std::uint8_t null_address = 254;
     if (!is_open() || length > data_length_maximum || (data == nullptr && length != 0)) {
         return false;
     }
     implementation_->dispatcher->post(
-        std::make_unique<frame::message::Transmitted>(std::span(data, length), id, null_address));
-    // On to the transmitter now, as the next tick, with which it would go else, is a whole answer away.
+        std::make_unique<frame::message::Transmitted>(std::span(data, length), id, frame::message::null_address));
+    // Hand it to the transmitter now; waiting for the next tick would double the response time.
     implementation_->drain();
     return true;
 }

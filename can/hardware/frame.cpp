@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "can/hardware/message.h"
+
 namespace qv::can_bus::frame {
 
 namespace {
@@ -14,14 +16,13 @@ constexpr std::uint32_t extended_bit = 1U << 31;
 
 constexpr std::size_t length_offset = 4;
 constexpr std::size_t data_offset = 5;
-constexpr std::uint32_t data_maximum = 8;
 
 } // namespace
 
 std::optional<Frame> Frame::decode(std::span<const std::uint8_t, record_size> record)
 {
     const std::uint32_t length = record[length_offset];
-    if (length > data_maximum) {
+    if (length > hardware::data_length_maximum) {
         return std::nullopt;
     }
     std::uint32_t word = 0;
@@ -46,7 +47,7 @@ Frame::Record Frame::encode() const
     for (std::size_t index = 0; index < length_offset; ++index, word >>= 8) {
         record[index] = static_cast<std::uint8_t>(word);
     }
-    const std::uint32_t count = std::min(data.size(), data_maximum);
+    const std::uint32_t count = std::min(data.size(), hardware::data_length_maximum);
     record[length_offset] = static_cast<std::uint8_t>(count);
     std::copy_n(data.data(), count, record.begin() + data_offset);
     return record;

@@ -8,6 +8,9 @@
 
 namespace qv::can_bus::frame::message {
 
+/// The destination of a frame for which none is known.
+inline constexpr std::uint8_t null_address = 254;
+
 /// A frame came from the bus. Posted by the bus thread and the router client; frame dispatch listens.
 class Received : public comm::message::Cloneable<Received> {
 public:

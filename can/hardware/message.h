@@ -6,6 +6,9 @@
 
 namespace qv::can_bus::hardware {
 
+/// The payload of a classic CAN frame at most [ISO 11898-1].
+inline constexpr std::uint32_t data_length_maximum = 8;
+
 /// One raw frame as a device delivers it.
 struct Message {
     Byte_array data;

@@ -27,18 +27,6 @@ constexpr log::Level log_level = 16;
 /// A request of the null address to all for PGN 0xEE00, address claimed [ISO 11783-5 4.5.2].
 constexpr std::uint32_t claim_request_identifier = 0x18EAFFFE;
 constexpr std::array<std::uint8_t, 3> claim_request{0x00, 0xEE, 0x00};
-constexpr std::uint8_t null_address = 254;
-
-class Has_queued final : public Predicate_non_parameterized {
-public:
-    explicit Has_queued(const comm::dispatcher::Dispatcher& dispatcher) noexcept
-        : dispatcher_(dispatcher)
-    {}
-    bool evaluate() const override { return dispatcher_.has_queued(); }
-
-private:
-    const comm::dispatcher::Dispatcher& dispatcher_;
-};
 
 } // namespace
 
@@ -108,7 +96,7 @@ void Receiver::connect()
 bool Receiver::receive()
 {
     if (*arguments_.pending >= pending_maximum) {
-        pause_receiving();
+        dispatcher_->wait_for_message(rest_ms);
         return true;
     }
     // A stop that came while the connection was made has no socket to close any more: it must not wait.
@@ -137,15 +125,14 @@ void Receiver::log_bytes(std::size_t count) const
     }
 }
 
-void Receiver::pause_receiving() { dispatcher_->signal()->wait_unless(Has_queued(*dispatcher_), rest_ms); }
-
 /// Has every node tell its address anew: to the stack the request looks like a frame of the bus, and with a
 /// connection it goes out to the real one too. What is left of a record belonged to the former connection.
 void Receiver::on_connection_changed(bool connected)
 {
     fill_ = 0;
-    comm::post_to(arguments_.client_id, std::make_unique<frame::message::Transmitted>(
-                                            claim_request, claim_request_identifier, null_address));
+    comm::post_to(arguments_.client_id,
+                  std::make_unique<frame::message::Transmitted>(claim_request, claim_request_identifier,
+                                                                frame::message::null_address));
     deliver(claim_request, claim_request_identifier);
     if (arguments_.logging) {
         log::write(log_level, log_client_, "connection %s", connected ? "established" : "terminated");

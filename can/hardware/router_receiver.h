@@ -39,7 +39,6 @@ private:
     void connect();
     bool receive();
     void log_bytes(std::size_t count) const;
-    void pause_receiving();
     void on_connection_changed(bool connected);
     void parse();
     void deliver(std::span<const std::uint8_t> data, std::uint32_t identifier);

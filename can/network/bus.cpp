@@ -1,7 +1,6 @@
 #include "can/network/bus.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "can/network/bus_observer.h"
@@ -142,9 +141,7 @@ bool Bus::can_request() const { return !ecus_.empty() && ecus_.front()->is_claim
 void Bus::request(std::uint32_t pgn, const std::shared_ptr<node::Node>& node)
 {
     if (const auto ecu = first_ecu()) {
-        const std::array payload{static_cast<std::uint8_t>(pgn), static_cast<std::uint8_t>(pgn >> 8),
-                                 static_cast<std::uint8_t>(pgn >> 16)};
-        ecu->transmit(node, request_priority, pdu::pgn::request, payload, false);
+        ecu->transmit(node, request_priority, pdu::pgn::request, pdu::request_payload(pgn), false);
     }
 }
 

@@ -20,8 +20,6 @@ using message::time_elapsed::Milliseconds_020;
 
 constexpr log::Level log_level = 16;
 constexpr std::uint32_t tick_ms = 20;
-constexpr std::uint32_t calm_ms = 500;
-constexpr std::uint32_t pause_ms = 10000;
 
 void count(std::uint32_t& waited, std::uint32_t enough) noexcept
 {
@@ -37,20 +35,22 @@ std::shared_ptr<observer::Observer> Config_writer::make(dispatcher::Dispatcher_i
     return std::make_shared<Config_writer>(id);
 }
 
+template <class Visit> void Config_writer::for_each_subscription(Visit visit)
+{
+    visit(Changed::id, &Config_writer::on_config_changed);
+    visit(Application::id, &Config_writer::on_shutdown);
+    visit(Trigger::id, &Config_writer::on_shutdown_trigger);
+    visit(Milliseconds_020::id, &Config_writer::on_time_elapsed_20);
+}
+
 void Config_writer::subscribe()
 {
-    add(Changed::id, &Config_writer::on_config_changed);
-    add(Application::id, &Config_writer::on_shutdown);
-    add(Trigger::id, &Config_writer::on_shutdown_trigger);
-    add(Milliseconds_020::id, &Config_writer::on_time_elapsed_20);
+    for_each_subscription([this](message::Id id, auto handler) { add(id, handler); });
 }
 
 void Config_writer::unsubscribe()
 {
-    remove(Changed::id);
-    remove(Application::id);
-    remove(Trigger::id);
-    remove(Milliseconds_020::id);
+    for_each_subscription([this](message::Id id, auto) { remove(id); });
 }
 
 void Config_writer::on_config_changed(message::Message& /*message*/)

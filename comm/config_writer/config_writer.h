@@ -22,6 +22,10 @@ public:
     void unsubscribe() override;
 
 private:
+    static constexpr std::uint32_t calm_ms = 500;
+    static constexpr std::uint32_t pause_ms = 10000;
+
+    template <class Visit> static void for_each_subscription(Visit visit);
     void on_config_changed(message::Message& message);
     void on_shutdown(message::Message& message);
     void on_shutdown_trigger(message::Message& message);
@@ -31,10 +35,11 @@ private:
     void write();
     bool start_writing(std::shared_ptr<config::Configuration> copy) const;
 
-    std::uint32_t since_change_ = 0;    ///< ms since the first change that is not saved; stops at 500
-    std::uint32_t since_write_ = 10000; ///< ms since the last write; stops at 10000
-    bool dirty_ = false;                ///< there are changes that are not saved
-    bool first_tick_ = true;            ///< the log client is not registered yet
+    // Times in ms, in steps of 20, one for each Milliseconds_020.
+    std::uint32_t since_change_ = 0;       ///< since the first change that is not saved; stops at `calm_ms`
+    std::uint32_t since_write_ = pause_ms; ///< since the last write; stops at `pause_ms`
+    bool dirty_ = false;                   ///< there are changes that are not saved
+    bool first_tick_ = true;               ///< the log client is not registered yet
     log::Client log_module_ = 0;
 };
 

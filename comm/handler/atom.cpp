@@ -1,6 +1,6 @@
 #include "comm/handler/atom.h"
 
-#include "comm/shutdown_message.h"
+#include "comm/master.h"
 #include "comm/time_message.h"
 
 namespace qv::comm::handler {

@@ -17,22 +17,24 @@ using message::time_elapsed::Milliseconds_020;
 constexpr log::Level level_warning = 2;
 constexpr log::Level level_progress = 16;
 constexpr std::uint32_t tick_ms = 20;
-constexpr std::uint32_t grace_ms = 500;
 
 } // namespace
 
+template <class Visit> void Shutdown::for_each_subscription(Visit visit)
+{
+    visit(Token::id, &Shutdown::on_shutdown_token);
+    visit(Trigger::id, &Shutdown::on_shutdown_trigger);
+    visit(Milliseconds_020::id, &Shutdown::on_time_elapsed_20);
+}
+
 void Shutdown::subscribe()
 {
-    add(Token::id, &Shutdown::on_shutdown_token);
-    add(Trigger::id, &Shutdown::on_shutdown_trigger);
-    add(Milliseconds_020::id, &Shutdown::on_time_elapsed_20);
+    for_each_subscription([this](message::Id id, auto handler) { add(id, handler); });
 }
 
 void Shutdown::unsubscribe()
 {
-    remove(Token::id);
-    remove(Trigger::id);
-    remove(Milliseconds_020::id);
+    for_each_subscription([this](message::Id id, auto) { remove(id); });
 }
 
 void Shutdown::on_shutdown_token(message::Message& message)

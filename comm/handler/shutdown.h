@@ -22,6 +22,9 @@ public:
     void unsubscribe() override;
 
 private:
+    static constexpr std::uint32_t grace_ms = 500;
+
+    template <class Visit> static void for_each_subscription(Visit visit);
     void on_shutdown_token(message::Message& message);
     void on_shutdown_trigger(message::Message& message);
     void on_time_elapsed_20(message::Message& message);
@@ -32,8 +35,8 @@ private:
     std::vector<std::shared_ptr<message::shutdown::Token_record>> tokens_; ///< not yet released by their owners
     bool triggered_ = false;
     bool first_tick_ = true;
-    std::uint32_t elapsed_ = 0;    ///< ms since the trigger
-    std::uint32_t deadline_ = 500; ///< ms after the trigger at which the stop happens in any case
+    std::uint32_t elapsed_ = 0;         ///< ms since the trigger, in steps of 20, one for each Milliseconds_020
+    std::uint32_t deadline_ = grace_ms; ///< ms after the trigger at which the stop happens in any case
     log::Client log_module_ = 0;
 };
 

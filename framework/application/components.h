@@ -4,7 +4,7 @@
 
 namespace qv::application::initializer::components {
 
-/// The layer of what every application has besides: the handler of the process's signals, and the log.
+/// The layer of what every application has in addition: the handler of the process's signals, and the log.
 class Components final : public Initializer {
 public:
     using Initializer::Initializer;

@@ -1,6 +1,6 @@
 #include "framework/application/shutdown_signal_handler.h"
 
-#include "comm/shutdown_message.h"
+#include "comm/master.h"
 
 namespace qv::posix_signal::handler::shutdown {
 

@@ -4,7 +4,7 @@
 
 namespace qv::posix_signal::handler::shutdown {
 
-/// Makes of SIGINT and SIGTERM the orderly stop of the application; a second one within the grace period changes
+/// Turns SIGINT and SIGTERM into the orderly stop of the application; a second one within the grace period changes
 /// nothing. All other signals keep the behaviour of the base class, SIGHUP among them.
 ///
 /// Thread: the operations run on the signal thread, out of the signal's context.

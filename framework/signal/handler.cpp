@@ -86,7 +86,7 @@ void terminate(std::uint32_t type)
         write_report(report_text(type, info).view());
         relay::post_and_wait({relay::Kind::last_words, type, info}, 1000);
     } else {
-        ::poll(nullptr, 0, 2000); // another thread is at it, or this one, which failed otherwise while it reported
+        ::poll(nullptr, 0, 2000); // another thread is reporting, or this one failed again while it did
     }
     ::_exit(-static_cast<int>(type));
 }

@@ -77,7 +77,7 @@ thread::Handle& handle()
     return *kept;
 }
 
-/// Starts the thread with all signals blocked that are not its own faults, so that none interrupts it.
+/// Starts the thread with all signals blocked except those of its own faults, so that none interrupts it.
 bool start_blocked()
 {
     sigset_t blocked;

@@ -4,15 +4,15 @@
 
 namespace qv::thread::current {
 
-/// Made by a thread that must be stoppable from outside while it waits for a descriptor.
+/// Lets others stop a thread while it waits for a descriptor. The thread itself makes it.
 ///
-/// `Handle::kill` makes the wait return; the thread then sees `stop_requested` and leaves its function, so that
-/// everything on its stack is destroyed in order. `Handle::cancel` acts during the wait and nowhere else, where
-/// the thread holds nothing; its stack is unwound as well. The request is kept: one that comes before the wait
-/// begins ends it at once, and so does one that came before the Terminator was made, when the thread was started
-/// to be ended by `kill`. SIGUSR1 stays blocked on the thread afterwards.
+/// `Handle::kill` ends the wait; the thread then sees `stop_requested` and leaves its function, so that everything
+/// on its stack is destroyed in order. `Handle::cancel` takes effect only during the wait, when the thread holds
+/// nothing, and unwinds the stack too. An early request is kept and ends the next wait at once. This also holds
+/// for one from before the Terminator was made, if the thread was started with `Ending::kill`. SIGUSR1 stays
+/// blocked on the thread afterwards.
 ///
-/// Thread: the one that made it, apart from the signal.
+/// Thread: the one that made it; only the signal comes from others.
 class Terminator {
 public:
     Terminator();
@@ -21,8 +21,8 @@ public:
     Terminator& operator=(const Terminator&) = delete;
 
     bool stop_requested() const noexcept;
-    /// Waits until `descriptor` can be read (true), the thread shall end, or `timeout_ms` is over (false). -1 is
-    /// no limit.
+    /// Waits until `descriptor` can be read (true), or until the thread is to end or `timeout_ms` is over (false).
+    /// -1 is no limit.
     [[nodiscard]] bool wait_readable(int descriptor, int timeout_ms = -1);
 
 private:

@@ -48,7 +48,7 @@ public:
     /// `written` tells how many went out in either case.
     [[nodiscard]] bool write(const std::uint8_t* bytes, std::size_t size, std::size_t& written);
     [[nodiscard]] bool write(const std::uint8_t* bytes, std::size_t size);
-    /// True when a `read` would not wait, within `milliseconds`.
+    /// Waits up to `milliseconds` for something to read; true when a `read` would not wait.
     [[nodiscard]] bool wait_readable(std::uint32_t milliseconds);
     bool set_blocking(bool blocking);
     bool set_no_delay(bool enabled);

@@ -2,9 +2,9 @@
 
 namespace qv::thread {
 
-/// While it lives, the signal handlers of the thread that made it which ask for it (SA_ONSTACK) run on a stack of
-/// their own, so that an overflow of the ordinary one can still be reported. Does nothing for a thread that has
-/// such a stack already, and when memory ends.
+/// While it lives, signal handlers with SA_ONSTACK run on a stack of their own on the thread that made it, so that
+/// an overflow of the ordinary stack can still be reported. Does nothing for a thread that has such a stack
+/// already, and when memory ends.
 class Alternate_stack {
 public:
     Alternate_stack() noexcept;

@@ -9,9 +9,9 @@ namespace {
 
 std::atomic<Lifecycle_hook> lifecycle_hook{nullptr};
 
-/// Creates a thread that leaves the signals which others send to the process to the main thread: one that is just
-/// beginning, or ending, may not lose them. To be ended by SIGUSR1 it begins with that blocked, too: a request
-/// that comes before it can take it waits for it, instead of ending the process.
+/// Creates a thread with the signals blocked that others send to the process: a thread that is starting or ending
+/// cannot swallow them. One that ends by `kill` also starts with SIGUSR1 blocked, so that an early request stays
+/// pending and does not end the process.
 int create_with_blocked_signals(pthread_t& id, void* (*routine)(void*), void* argument, Ending ending)
 {
     sigset_t blocked{};

@@ -22,7 +22,7 @@ enum class Ending : std::uint32_t {
 };
 
 /// One thread and the way it is ended. Shared by the thread's owner and the keeper of running threads, either of
-/// which may end it: the first `join` takes the thread away, and from then on every way of ending it is false.
+/// which may end it: the first `join` takes the thread away, and every later attempt to end it is false.
 ///
 /// Thread: any; `start` is called by one.
 class Handle {

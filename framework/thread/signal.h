@@ -17,6 +17,18 @@ public:
     bool evaluate() const override { return true; }
 };
 
+/// The test made of a callable without arguments, which outlives it.
+template <class Test> class Predicate_of final : public Predicate_non_parameterized {
+public:
+    explicit Predicate_of(const Test& test) noexcept
+        : test_(test)
+    {}
+    bool evaluate() const override { return test_(); }
+
+private:
+    const Test& test_;
+};
+
 } // namespace qv
 
 namespace qv::thread::signal {

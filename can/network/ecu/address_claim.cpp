@@ -1,8 +1,5 @@
 #include "can/network/ecu/address_claim.h"
 
-#include <algorithm>
-#include <array>
-
 #include "can/network/ecu/ecu.h"
 #include "can/network/ecu/ecu_message.h"
 
@@ -86,8 +83,7 @@ void Handler::on_timer_ended()
 void Handler::request_addresses()
 {
     enter(State::requesting);
-    static constexpr std::array<std::uint8_t, 3> address_claimed{0x00, 0xEE, 0x00};
-    ecu_.transmit(nullptr, priority, pdu::pgn::request, address_claimed, true);
+    ecu_.transmit(nullptr, priority, pdu::pgn::request, pdu::request_payload(pdu::pgn::address_claimed), true);
 }
 
 void Handler::claim()

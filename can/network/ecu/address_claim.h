@@ -48,7 +48,7 @@ public:
     bool is_claimed() const noexcept { return state_ == State::claimed; }
     /// Whether the ECU uses an address, even if it may still lose it.
     bool is_on_bus() const noexcept { return state_ == State::claiming || state_ == State::claimed; }
-    /// Milliseconds for which the address is held; stops to be exact after 49 days.
+    /// Milliseconds for which the address is held; no longer exact after 49 days.
     std::uint32_t claimed_time() const noexcept { return claimed_time_; }
     /// The address that the ECU wants.
     std::uint32_t address() const noexcept { return address_; }

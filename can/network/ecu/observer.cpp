@@ -39,8 +39,8 @@ std::array<std::uint8_t, 7> utc_now()
             bcd(utc.tm_hour), bcd(utc.tm_min), bcd(utc.tm_sec)};
 }
 
-/// The payload of PGN 65242: the number of fields, then the fields [ISO 11783-12 A.2]. Empty for a text of
-/// too many fields.
+/// The payload of PGN 65242: the number of fields, then the fields [ISO 11783-12]. Empty for a text of too many
+/// fields.
 std::unique_ptr<Byte_array> software_identification_payload(const std::string& text)
 {
     const auto fields = std::ranges::count(text, diagnostic::information_delimiter);

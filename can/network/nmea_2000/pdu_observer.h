@@ -9,7 +9,7 @@
 namespace qv::can_bus::nmea_2000 {
 
 /// Turns the position groups of known senders into the messages of message.h. Those of one frame have exactly 8
-/// bytes; of the others, what has 8 bytes is a frame of a fast packet, and what has not is a whole message.
+/// bytes; of the others, a PDU of 8 bytes is a frame of a fast packet, and any other is a whole message.
 ///
 /// Thread: the bus thread, on the bus's PDU dispatcher. Lifetime: the bus owns it.
 class PDU_observer final : public comm::observer::Observer_dispatcher_id {

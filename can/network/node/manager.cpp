@@ -92,7 +92,7 @@ void Manager::process_component_identification(const Byte_array_fix& payload)
                   Field::component_unit_number});
 }
 
-/// ISO 11783-12 A.5, PGN 64965.
+/// ISO 11783-12, PGN 64965.
 void Manager::process_ecu_identification(const Byte_array_fix& payload)
 {
     store_fields(zero_terminated(payload), identification_,
@@ -100,14 +100,15 @@ void Manager::process_ecu_identification(const Byte_array_fix& payload)
                   Field::ecu_manufacturer_name, Field::ecu_hardware_id});
 }
 
-/// ISO 11783-12 A.4, PGN 64653.
+/// ISO 11783-12, PGN 64653.
 void Manager::process_product_identification(const Byte_array_fix& payload)
 {
     store_fields(zero_terminated(payload), identification_,
                  {Field::product_code, Field::product_brand, Field::product_model});
 }
 
-/// ISO 11783-12 A.2, PGN 65242: the number of fields, and then the fields, each closed by a delimiter.
+/// ISO 11783-12, PGN 65242: the number of fields, and then the fields, each closed by a delimiter. The text
+/// leaves out the last byte, which is the delimiter that closes the last field.
 void Manager::process_software_identification(const Byte_array_fix& payload)
 {
     if (payload.size() < 2 || payload[0] == 0) {

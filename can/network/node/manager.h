@@ -22,7 +22,8 @@ namespace qv::can_bus::node::detail {
 /// Asks its node once who it is, keeps the answers, and reports them in one `Diagnostic_information`. Also
 /// keeps the node's trouble codes.
 ///
-/// Thread: the bus thread. Lifetime: the node owns it; the bus stops it before it goes, and is used no more.
+/// Thread: the bus thread. Lifetime: the node owns it. The bus stops it before the bus goes; it then uses the bus
+/// no more.
 class Manager {
 public:
     Manager(Node& node, Bus_port& bus);
@@ -31,7 +32,7 @@ public:
 
     /// Starts to count the elapsed time.
     void start();
-    /// No more time, no more requests: all were made, or the bus goes.
+    /// Ends the requests: all were made, or the bus goes.
     void stop() { observers_.clear(); }
 
     /// The node has an address by which it can be asked. The first call starts the sequence of requests, all

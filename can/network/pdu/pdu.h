@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -80,6 +81,13 @@ constexpr std::uint32_t identifier(std::uint32_t priority, std::uint32_t pgn, st
                                    std::uint32_t source) noexcept
 {
     return (priority << 26) + ((is_pdu1(pgn) ? pgn + destination : pgn) << 8) + source;
+}
+
+/// The payload of a request for `pgn` [ISO 11783-3 5.4.2].
+constexpr std::array<std::uint8_t, 3> request_payload(std::uint32_t pgn) noexcept
+{
+    return {static_cast<std::uint8_t>(pgn), static_cast<std::uint8_t>(pgn >> 8),
+            static_cast<std::uint8_t>(pgn >> 16)};
 }
 
 /// One line for the log: PGN, addresses, length, bytes, characters.

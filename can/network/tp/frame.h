@@ -8,7 +8,7 @@ namespace qv::can_bus::tp::frame {
 /// The 8 bytes of a frame of the transport protocols.
 using Frame = std::array<std::uint8_t, 8>;
 
-/// Byte 0 of a connection management frame [ISO 11783-3 5.13; SAE J1939-21 5.10.3].
+/// Byte 0 of a connection management frame [ISO 11783-3; SAE J1939-21 5.10.3].
 namespace control {
 inline constexpr std::uint8_t request_to_send = 16;
 inline constexpr std::uint8_t clear_to_send = 17;

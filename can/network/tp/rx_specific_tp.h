@@ -10,7 +10,7 @@
 
 namespace qv::can_bus::tp::rx::specific {
 
-/// A message for one local ECU, received by TP or ETP [ISO 11783-3 5.13].
+/// A message for one local ECU, received by TP or ETP [ISO 11783-3].
 ///
 /// Any data frame or DPO that does not belong ends it with an abort.
 /// Thread: the bus thread. The ECU outlives it.

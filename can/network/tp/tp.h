@@ -15,7 +15,7 @@ inline constexpr std::uint32_t packet_size = 7;
 /// A reception of at most this many packets runs freely; larger ones take turns.
 inline constexpr std::uint32_t free_packet_count_maximum = 16;
 
-/// Milliseconds; each stands 5 ms above the standard's value [ISO 11783-3 5.13; SAE J1939-21 5.10.2.4].
+/// Milliseconds; each stands 5 ms above the standard's value [ISO 11783-3; SAE J1939-21 5.10.2.4].
 namespace timeout {
 inline constexpr std::uint32_t response = 1255;       ///< T2, T3: CTS or EOMA; DPO or first data after a CTS
 inline constexpr std::uint32_t held = 1055;           ///< T4: after a CTS with count 0
@@ -36,7 +36,7 @@ enum class State : std::uint8_t {
     Finished,  ///< both: its manager removes it
 };
 
-/// One message on its way across the bus in packets of 7 bytes [ISO 11783-3 5.13].
+/// One message on its way across the bus in packets of 7 bytes [ISO 11783-3].
 ///
 /// A passive state chart: its manager hands in frames and elapsed time.
 /// Thread: the bus thread.

@@ -10,7 +10,7 @@
 
 namespace qv::can_bus::tp::tx {
 
-/// Sends one message: to a peer by TP or ETP, or to all by BAM [ISO 11783-3 5.13].
+/// Sends one message: to a peer by TP or ETP, or to all by BAM [ISO 11783-3].
 ///
 /// An attempt that fails begins again from the first packet until the tries are used up; a broadcast has one.
 /// Its frames leave in bursts, one at each tick. Frames that the ECU does not send, because it lost its
