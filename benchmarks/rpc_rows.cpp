@@ -32,7 +32,7 @@ constexpr int files = 1000;
 constexpr unsigned ecus = 200;
 constexpr std::size_t image_size = 256 << 10;
 constexpr std::size_t package_size = 64 << 20;
-constexpr int uploads = 5;
+constexpr int uploads = 10;
 
 double milliseconds_since(Clock::time_point start)
 {

@@ -19,6 +19,8 @@ using namespace std::chrono_literals;
 
 /// A node may check the whole package before it answers.
 constexpr auto allowed_silence = 10min;
+/// Bytes read from the file at a time; libcurl's own 64 KiB cost a tenth of the speed.
+constexpr long piece = 512L << 10;
 
 struct Free_form {
     void operator()(curl_mime* form) const noexcept { curl_mime_free(form); }
@@ -94,6 +96,7 @@ std::int32_t error_of(CURLcode code)
 std::int32_t send(Request& request, curl_mime* form, Transfer_record& record)
 {
     request.set("CURLOPT_HTTPPOST", CURLOPT_MIMEPOST, form);
+    request.set("CURLOPT_UPLOAD_BUFFERSIZE", CURLOPT_UPLOAD_BUFFERSIZE, piece);
     request.set("CURLOPT_NOPROGRESS", CURLOPT_NOPROGRESS, 0L);
     request.set("CURLOPT_XFERINFOFUNCTION", CURLOPT_XFERINFOFUNCTION, &on_progress);
     request.set("CURLOPT_XFERINFODATA", CURLOPT_XFERINFODATA, &record);
