@@ -1,10 +1,7 @@
 #include "service/session.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
-
-#include <unistd.h>
 
 #include "framework/thread/pause.h"
 #include "service/update_place.h"
@@ -26,39 +23,13 @@ constexpr char escape = 27;
 constexpr std::uint32_t wireless_return_countdown = 60; // seconds
 constexpr std::uint32_t percent_total = 100;
 
-/// The update of this version among those that fit; the last one counts.
-template <class Updates>
-typename Updates::value_type find_version(const Updates& updates, const std::string& version)
-{
-    const auto found = std::find_if(updates.rbegin(), updates.rend(), [&version](const auto& update) {
-        return update->software_version == version;
-    });
-    if (found == updates.rend()) {
-        std::printf("No update of version [%s] found\n", version.c_str());
-        return nullptr;
-    }
-    std::printf("%s\r\n", (*found)->path.c_str());
-    return *found;
-}
-
-/// Whether another file has taken the package's place. Whether it has gone, only the upload tells.
-bool is_another(const ZipParser& package)
-{
-    return ::access(place_of(package.path).c_str(), R_OK) == 0 && package.is_unchanged() != 0;
-}
-
-/// The node before the ECU; a node that has not told its name bears the serial number of the ECU.
-std::string host_of(const Programmable_item& entry)
-{
-    auto host = entry.host.empty() ? "PH" + entry.serial_number : entry.host;
-    return host.append(".local");
-}
-
 } // namespace
 
 Session::Session(const Options& options, const Inventory& inventory, const Own_ecu& own_ecu,
                  std::function<void(int status)> end_process)
-    : options_(options)
+    : exchange_(own_ecu)
+    , chunk_transfer_(own_ecu)
+    , options_(options)
     , inventory_(inventory)
     , own_ecu_(own_ecu)
     , end_process_(std::move(end_process))
@@ -71,10 +42,12 @@ int Session::start_update(const Programmable_item& entry, const std::string& ver
     if (!alone || closed_ || state != State::BL_IDLE) {
         return -1;
     }
-    if (!entry.matches->hex_matches.empty()) {
-        return start_image(entry, version);
+    std::optional<Update_choice> choice;
+    const int result = choose_update(entry, version, options_, choice);
+    if (choice) {
+        begin(std::move(*choice));
     }
-    return entry.matches->zip_matches.empty() ? 0 : start_package(entry, version);
+    return result;
 }
 
 bool Session::close()
@@ -84,42 +57,8 @@ bool Session::close()
     return closed_;
 }
 
-int Session::start_image(const Programmable_item& entry, const std::string& version)
-{
-    const auto update = find_version(entry.matches->hex_matches, version);
-    if (update == nullptr) {
-        return -2;
-    }
-    auto image = std::make_shared<HexParser>();
-    if (image->parse(update->path, false) != 0) {
-        std::puts("Error Parsing Bootload File\r");
-        return -1;
-    }
-    if (image->software_version != version || image->ecu_info_text != update->ecu_info_text) {
-        std::printf("%s is not what the last scan found there\n", update->path.c_str());
-        return -2;
-    }
-    if (options_.verbose > 0) {
-        image->print_full();
-    }
-    begin({can_image, std::move(image), nullptr, entry.node});
-    return 0;
-}
-
-int Session::start_package(const Programmable_item& entry, const std::string& version)
-{
-    const auto update = find_version(entry.matches->zip_matches, version);
-    if (update == nullptr || is_another(*update)) {
-        return -2;
-    }
-    const auto host = host_of(entry);
-    std::printf("%s: (hostname %s)\n", "startUpdate", host.c_str());
-    begin({wireless_package, nullptr, update->for_ecu(entry.name, host), entry.node});
-    return 0;
-}
-
 /// From here on the bus thread acts.
-void Session::begin(Choice choice)
+void Session::begin(Update_choice choice)
 {
     choice_ = std::move(choice);
     error_code = 0;
@@ -132,13 +71,12 @@ void Session::take_over_choice()
     if (!choice_) {
         return;
     }
-    update_kind = choice_->update_kind;
+    update_kind = choice_->package != nullptr ? wireless_package : can_image;
     hex_parser = std::move(choice_->image);
     zip_parser = std::move(choice_->package);
-    aim_at(std::move(choice_->target));
+    target_.choose(std::move(choice_->target));
     choice_.reset();
-    access_status_ = Access_status::ready; // nothing of the last session goes to this ECU
-    request_ = {};
+    exchange_.forget();
 }
 
 int Session::acknowledge_result()
@@ -194,11 +132,8 @@ void Session::run_state(State now)
 /// the process.
 void Session::fail(std::uint32_t code)
 {
-    transfer_step_ = Transfer_step::none;
-    withdraw_chunk();
-    if (access_status_ != Access_status::failed) {
-        access_status_ = Access_status::ready;
-    }
+    chunk_transfer_.stop();
+    exchange_.end();
     if (code != 0) {
         error_code = code;
     }
@@ -212,8 +147,7 @@ bool Session::has_other_bit_rate(std::int32_t wanted) const
 
 void Session::leave_start()
 {
-    target_address_ = pdu::null_address;
-    note_target_address();
+    target_.begin();
     if (update_kind == can_image) {
         enter_bootloader();
     } else {
@@ -226,7 +160,7 @@ void Session::enter_bootloader()
     std::puts("Enter bootloader... \r");
     if (can_send()) {
         std::puts("Jumping to bootloader...\r");
-        send_request(memory_access::enter_bootloader);
+        exchange_.begin(memory_access::enter_bootloader, target_node());
     }
     countdown_ = bootloader_countdown;
     state = State::BL_BOOTLOADER_PENDING;
@@ -251,7 +185,7 @@ void Session::request_baud_change()
     std::printf("Setting baud to %d\n", target_baud);
     if (can_send()) {
         std::puts("\r\n\r\nRequesting Baud change..\r\n\r");
-        send_request(memory_access::change_bit_rate);
+        exchange_.begin(memory_access::change_bit_rate, target_node());
     }
     countdown_ = bootloader_countdown;
     state = State::BL_BAUD_PENDING;
@@ -332,7 +266,7 @@ void Session::wait_for_transfer()
     }
     if (const std::int32_t error = record.error; error != 0) {
         std::printf("Transfer Incomplete (error %d)\n", error);
-        target_node.reset();
+        target_.drop();
         progress_current = 0;
         return fail(static_cast<std::uint32_t>(error));
     }
@@ -383,7 +317,7 @@ void Session::erase_next_sector()
         std::printf("%c[2K\rErasing sector @ 0x%08x", escape, sector->start);
         std::fflush(stdout);
     }
-    send_request(memory_access::erase_sector(sector->start));
+    exchange_.begin(memory_access::erase_sector(sector->start), target_node());
     ++progress_current;
 }
 
@@ -413,9 +347,8 @@ void Session::write_next_chunk()
                     static_cast<double>(chunks_.percent()));
         std::fflush(stdout);
     }
-    send_request(memory_access::write_chunk(chunks_.chunk_length(), chunks_.chunk_address()));
-    transfer_step_ = Transfer_step::announced;
-    chunk_holder_.reset();
+    exchange_.begin(memory_access::write_chunk(chunks_.chunk_length(), chunks_.chunk_address()), target_node());
+    chunk_transfer_.announce();
     progress_current += chunks_.chunk_length();
 }
 
@@ -423,7 +356,7 @@ void Session::request_checksum()
 {
     if (can_send()) {
         std::puts("\r\nVerifying Checksum...\r");
-        send_request(memory_access::read_checksum);
+        exchange_.begin(memory_access::read_checksum, target_node());
     }
 }
 
@@ -447,7 +380,7 @@ void Session::reset_bootloader()
     thread::pause(pause_before_reset);
     if (can_send()) {
         std::puts("Resetting bootloader\r");
-        send_request(memory_access::reset_bootloader);
+        exchange_.begin(memory_access::reset_bootloader, target_node());
     }
     countdown_ = return_countdown;
 }
@@ -469,7 +402,7 @@ void Session::complete()
     }
     std::puts("Programming Complete!\r\n\r");
     progress_current = 0;
-    transfer_step_ = Transfer_step::none;
+    chunk_transfer_.stop();
     hex_parser.reset();
     zip_parser.reset();
     worker_.reset();
@@ -503,7 +436,7 @@ void Session::find_target()
         if (options_.verbose > 0) {
             std::puts("ECU target found\r");
         }
-        aim_at(entry->node);
+        target_.choose(entry->node);
         tick_delay_ = 2;
         state = State::BL_START;
     }

@@ -11,61 +11,18 @@
 #include "can/network/node/node.h"
 #include "can/network/pdu/pdu.h"
 #include "service/can_interface.h"
+#include "service/chunk_transfer.h"
+#include "service/exchange.h"
 #include "service/image_walk.h"
 #include "service/inventory.h"
-#include "service/memory_access.h"
 #include "service/options.h"
 #include "service/own_ecu.h"
+#include "service/session_state.h"
+#include "service/target.h"
+#include "service/update_choice.h"
 #include "service/worker.h"
 
 namespace qv::can_bus::flr {
-
-/// Where a session stands. What a state waits for is told behind it; a "run" comes with each tick of a second
-/// while no exchange is open, and with each exchange that the ECU completes.
-enum class State : std::int32_t {
-    BL_IDLE = 0,               ///< no session; waits for `start_update`
-    BL_START = 1,              ///< a target is chosen; the next run asks it into its bootloader
-    BL_BOOTLOADER_PENDING = 2, ///< waits for the bootloader's heartbeat, or for `countdown` runs
-    BL_BOOTLOADER = 3,         ///< the bootloader is up; the next run begins to erase
-    BL_PARSING = 4,            ///< never entered
-    BL_ERASING = 5,            ///< waits for a sector to be erased
-    BL_PROGRAMMING = 6,        ///< waits for a chunk to be written, or for a wireless node to install
-    BL_RESTART = 7,            ///< asks for the restart and waits for Proceed
-    BL_READ_CHECKSUM = 8,      ///< waits for the checksum
-    BL_COMPLETE = 9,           ///< success; the next run cleans up
-    BL_FAILURE = 10,           ///< waits for the acknowledgement
-    BL_COMPLETE_ACK = 11,      ///< success, cleaned up; waits for the acknowledgement
-    BL_BAUD_REQUEST = 12,      ///< the next run asks for the other bit rate
-    BL_BAUD_PENDING = 13,      ///< waits for Proceed
-    BL_BAUD_LOCAL = 14,        ///< the next run changes the own bit rate
-    BL_BAUD_SETTLE = 15,       ///< waits for the bus to settle
-    BL_RESTART_PENDING = 16,   ///< waits for the ECU's software identification, or for `countdown` runs
-    BL_TRANSFERRING = 17,      ///< waits for the upload to a wireless node
-    BL_TARGET_SEARCH = 18,     ///< waits for an ECU that the file of the command line fits
-};
-
-/// How one memory access stands.
-enum class Access_status : std::int32_t {
-    waiting = 0,    ///< request sent, no answer yet
-    proceeding = 1, ///< Proceed came; the data phase is under way
-    ready = 2,      ///< over; the session may act
-    failed = 3,     ///< the ECU refused
-    busy = 4,       ///< the ECU was busy; the request goes out again at the next tick
-};
-
-/// What `transfer_step` says of a chunk.
-enum class Transfer_step : std::int32_t { none = 0, announced = 1, completed = 2 };
-
-/// Failure codes that a session sets itself.
-namespace failure {
-inline constexpr std::uint32_t other = 2; ///< failure without a code of its own
-inline constexpr std::uint32_t not_installed = 4;
-inline constexpr std::uint32_t not_returned = 11;
-inline constexpr std::uint32_t no_image = 23;
-inline constexpr std::uint32_t no_worker = 27;
-} // namespace failure
-
-class Chunk_sending;
 
 /// Takes one ECU from its application through its bootloader to a new application, or has a wireless node install
 /// a package.
@@ -112,7 +69,7 @@ public:
     std::atomic<std::uint32_t> progress_total{1}; ///< 0 when there is nothing to do
 
     // The session. Thread: the bus thread.
-    std::shared_ptr<node::Node> target_node;
+    const std::shared_ptr<node::Node>& target_node() const noexcept { return target_.node(); }
     std::int32_t update_kind = can_image;
     std::shared_ptr<const HexParser> hex_parser;  ///< the image, parsed in full
     std::shared_ptr<const ZipParser> zip_parser;  ///< the package
@@ -121,17 +78,7 @@ public:
     std::unique_ptr<Can_interface> can_interface; ///< only when the bit rate may change
 
 private:
-    /// What a session is to do.
-    struct Choice {
-        std::int32_t update_kind = can_image;
-        std::shared_ptr<const HexParser> image;
-        std::shared_ptr<const ZipParser> package;
-        std::shared_ptr<node::Node> target;
-    };
-
-    int start_image(const Programmable_item& entry, const std::string& version);
-    int start_package(const Programmable_item& entry, const std::string& version);
-    void begin(Choice choice);
+    void begin(Update_choice choice);
     void take_over_choice();
     void exchange_step();
     void run_state(State now);
@@ -163,44 +110,28 @@ private:
 
     void fail(std::uint32_t code);
     bool has_other_bit_rate(std::int32_t wanted) const;
-    bool can_send() const { return own_ecu_.attached() && target_node != nullptr; }
-    void send_request(const memory_access::Request& new_request);
+    bool can_send() const { return own_ecu_.attached() && target_node() != nullptr; }
+
     void on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender);
     void on_operation_completed(const std::shared_ptr<node::Node>& sender);
-    void send_word(const std::shared_ptr<node::Node>& node, std::uint32_t value) const;
-    void send_chunk(const std::shared_ptr<node::Node>& node, bool is_repeated);
-    void withdraw_chunk();
-    void note_chunk_holder();
     bool expects_answer() const;
-    bool asks_for(const memory_access::Request& request) const;
-    bool lacks_proceed() const;
-    void repeat_request();
-    void aim_at(std::shared_ptr<node::Node> node);
-    void note_target_address();
+    bool begins_with_proceed() const;
 
-    // One memory access.
-    Access_status access_status_ = Access_status::ready;
-    std::uint32_t access_timeout_ = 0; ///< seconds left to wait for the answer
-    memory_access::Request request_{}; ///< the last one built, for a repetition and the key step
-    bool is_doubtful_ = false;         ///< the request was answered as done, without a Proceed before
-    Transfer_step transfer_step_ = Transfer_step::none;
-
-    // The chunk that is announced.
-    std::shared_ptr<Chunk_sending> chunk_sending_; ///< the last time that it was sent
-    std::shared_ptr<node::Node> chunk_holder_;     ///< who got all of it
+    Target target_;
+    Exchange exchange_;
+    Chunk_transfer chunk_transfer_;
 
     // Position and timers of the session.
     Erase_walk sectors_;
     Chunk_walk chunks_;
-    std::shared_ptr<node::Node> chosen_node_;          ///< that `target_node` was first
-    std::uint32_t target_address_ = pdu::null_address; ///< that the target of this session had last
-    std::uint32_t image_checksum_ = 0;                 ///< as read back from the ECU
-    std::uint32_t countdown_ = 0;                      ///< seconds
-    std::uint8_t tick_delay_ = 0;                      ///< seconds during which ticks do nothing
+    std::uint32_t image_checksum_ = 0; ///< as read back from the ECU
+    std::uint32_t countdown_ = 0;      ///< seconds
+    std::uint8_t tick_delay_ = 0;      ///< seconds during which ticks do nothing
 
-    std::mutex starting_;          ///< held while an update is chosen and parsed
-    bool closed_ = false;          ///< guarded by `starting_`
-    std::optional<Choice> choice_; ///< written before `state` leaves idle, taken over by the bus thread after
+    std::mutex starting_; ///< held while an update is chosen and parsed
+    bool closed_ = false; ///< guarded by `starting_`
+    /// Written before `state` leaves idle, taken over by the bus thread after.
+    std::optional<Update_choice> choice_;
 
     std::unique_ptr<Worker> worker_; ///< of the step that runs over the wireless node
 

@@ -164,7 +164,7 @@ TEST_F(Session_test, restarts_the_ecu_also_when_the_answer_to_the_question_befor
     EXPECT_EQ(session().state, State::BL_RESTART);
     complete();
     EXPECT_EQ(sent(), (Texts{close, reset}));
-    proceed();
+    proceed("FF 00"), proceed();
     EXPECT_EQ(session().state, State::BL_RESTART_PENDING);
 }
 
@@ -199,11 +199,11 @@ TEST_F(Session_test, takes_the_checksum_for_its_proceed)
 
 TEST_F(Session_test, a_refusal_stands_whatever_follows)
 {
-    reach(Waits_for::restart);
+    reach(Waits_for::checksum);
     sent();
-    receive("18D8F980 00 0B 00 00 00 00 FF FF"), proceed(), busy(), complete();
+    receive("18D8F980 00 0B 00 00 00 00 FF FF"), proceed(), busy(), complete(), receive("18D7F980 05");
     EXPECT_EQ(sent(), Texts{});
-    tick(4);
+    tick();
     EXPECT_EQ(exits_, std::vector<int>{0});
 }
 
@@ -277,8 +277,8 @@ TEST_F(Session_test, takes_no_other_ecu_for_its_target_while_that_is_without_an_
     const std::string stranger = "18EEFF80 01 00 00 00 00 00 00 00"; // takes the address
     reach(Waits_for::erase);
     receive(other_claim), receive(stranger), receive(other_claim);
-    EXPECT_EQ(session().target_node->source_address, 0x80U);
-    EXPECT_EQ(name_text(session().target_node->name()), "00000000 00000001");
+    EXPECT_EQ(session().target_node()->source_address, 0x80U);
+    EXPECT_EQ(name_text(session().target_node()->name()), "00000000 00000001");
     receive("18EEFFFE 01 00 00 00 00 00 00 00"), said(), receive(other_claim);
     EXPECT_THAT(said(), testing::Not(HasSubstr("Target Found")));
     receive("18EEFF80 02 00 00 00 00 00 00 00");
