@@ -238,7 +238,7 @@ private:
             require(session.progress_current <= session.progress_total);
         }
         if (is_under_way(state) && state != State::BL_START) { // there the choice may wait to be taken over
-            require(session.hex_parser != nullptr && session.target_node != nullptr);
+            require(session.hex_parser != nullptr && session.target_node() != nullptr);
         }
         examine(flintrow_->inventory);
         require(flintrow_->catalogue.contents()->hex_updates.size() == 1);

@@ -9,9 +9,6 @@
 
 namespace qv::can_bus::flr {
 
-/// What `transfer_step` says of a chunk.
-enum class Transfer_step : std::int32_t { none = 0, announced = 1, completed = 2 };
-
 /// Brings the chunk that was announced to the ECU that asks for it, so that it neither stays away nor comes again
 /// as the data of the next one [SAE J1939-73 5.7.16].
 ///
@@ -24,9 +21,9 @@ public:
 
     /// A write request went out; nobody has its chunk yet.
     void announce() noexcept;
-    /// Sends the chunk for a Proceed of `node`, which may have come before (`is_repeated`). Nothing goes out while
-    /// it is on its way there, nor again when it was one frame. What is on its way to a stranger gives way to the
-    /// target; what the target has, no stranger gets.
+    /// Sends the chunk for a Proceed of `node`, but not while it is on its way there, and one frame not twice for
+    /// one request: `is_repeated` tells that its Proceed was heard before. What is on its way to a stranger gives
+    /// way to the target; what the target has, no stranger gets. Nothing goes out without an own address.
     void send(std::span<const std::uint8_t> chunk, const std::shared_ptr<node::Node>& node,
               const std::shared_ptr<node::Node>& target, bool is_repeated);
     /// Whether this node was sent all of the chunk. Who was not has not written it.
@@ -39,6 +36,7 @@ public:
     bool is_announced() const noexcept { return transfer_step_ == Transfer_step::announced; }
 
 private:
+    enum class Transfer_step : std::int32_t { none = 0, announced = 1, completed = 2 };
     class Sending;
 
     void withdraw();

@@ -31,6 +31,10 @@ void Exchange::repeat(const std::shared_ptr<node::Node>& target)
 
 void Exchange::answer_seed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender)
 {
+    if (is_doubtful_ && status_ == Access_status::busy) {
+        is_doubtful_ = false;
+        status_ = Access_status::waiting;
+    }
     if (own_ecu_.attached()) {
         memory_access::set_key(request_, seed);
         send(sender, request_);
@@ -50,6 +54,12 @@ void Exchange::close(const std::shared_ptr<node::Node>& receiver) const
 void Exchange::send(const std::shared_ptr<node::Node>& receiver, const memory_access::Request& request) const
 {
     own_ecu_.send(receiver, pdu::pgn::memory_access_request, request);
+}
+
+void Exchange::note_proceed() noexcept
+{
+    status_ = Access_status::proceeding;
+    is_doubtful_ = false;
 }
 
 void Exchange::doubt() noexcept

@@ -33,32 +33,33 @@ public:
     /// Sends the request once more, with the key that it has by now. An answer that came in doubt left an exchange
     /// open, which is closed first.
     void repeat(const std::shared_ptr<node::Node>& target);
-    /// The key of the bootloader's access check is the seed itself; the request goes out again with it.
+    /// The key of the bootloader's access check is the seed itself; the request goes out again with it. That the
+    /// ECU asks for it ends a doubt.
     void answer_seed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender);
     /// Sends the data of a request for a 32-bit number.
     void send_word(const std::shared_ptr<node::Node>& receiver, std::uint32_t value) const;
     /// Tells that the operation is completed.
     void close(const std::shared_ptr<node::Node>& receiver) const;
 
-    /// The ECU goes on, or sends data.
-    void note_proceed() noexcept { status_ = Access_status::proceeding; }
+    /// The ECU goes on, or sends data, which ends a doubt.
+    void note_proceed() noexcept;
     /// The request is to be repeated at the next tick.
     void note_busy() noexcept { status_ = Access_status::busy; }
-    /// Stands until a new session begins.
+    /// Stands until the next session begins.
     void note_refusal() noexcept { status_ = Access_status::failed; }
     /// The answer may be the one to the request before, heard twice: unless Proceed comes, the request is
     /// repeated.
     void doubt() noexcept;
-    /// Nothing is waited for any more; a refusal stands.
+    /// Nothing is waited for any more. Not after a refusal, which stands.
     void end() noexcept;
-    /// A new session begins: not even a refusal stands.
-    void forget() noexcept { status_ = Access_status::ready; }
+    /// The next session begins: its ECU refused nothing.
+    void take_refusal_back() noexcept { status_ = Access_status::ready; }
     /// Counts a second of the wait for an answer; false when none was left.
     [[nodiscard]] bool wait_a_second() noexcept;
 
     Access_status status() const noexcept { return status_; }
-    /// Whether the ECU completed a request that it did not take before. When the request was repeated for that
-    /// very reason, it did.
+    /// Whether an Operation Completed that comes now lacks the Proceed before it. After the repetition of a
+    /// request in doubt it does not.
     bool lacks_proceed() const noexcept;
     /// Whether that is the open request, whatever its key.
     bool asks_for(const memory_access::Request& request) const noexcept;

@@ -16,6 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr std::uint32_t bootloader_countdown = 10; // seconds
 constexpr std::uint32_t return_countdown = 15;     // seconds
+constexpr std::uint32_t attempts_maximum = 10;     // of a request whose data or Proceed never comes
 constexpr auto pause_before_reset = 3s;
 constexpr auto pause_before_exit = 5s;
 constexpr char escape = 27;
@@ -76,7 +77,7 @@ void Session::take_over_choice()
     zip_parser = std::move(choice_->package);
     target_.choose(std::move(choice_->target));
     choice_.reset();
-    exchange_.forget();
+    exchange_.take_refusal_back();
 }
 
 int Session::acknowledge_result()
@@ -336,6 +337,7 @@ void Session::write_next_chunk()
     while (!chunks_.has_bytes()) {
         if (!chunks_.next_block()) {
             tick_delay_ = 0;
+            attempts_ = 0;
             state = State::BL_READ_CHECKSUM;
             return;
         }
@@ -352,8 +354,12 @@ void Session::write_next_chunk()
     progress_current += chunks_.chunk_length();
 }
 
+/// The ECU may complete the read again and again while its data never arrives.
 void Session::request_checksum()
 {
+    if (++attempts_ > attempts_maximum) {
+        return fail(0);
+    }
     if (can_send()) {
         std::puts("\r\nVerifying Checksum...\r");
         exchange_.begin(memory_access::read_checksum, target_node());
@@ -373,9 +379,12 @@ void Session::restart_ecu()
     progress_total = countdown_;
 }
 
-/// The ECU needs time before it takes the request; its Proceed moves the session on.
+/// The ECU needs time before it takes the request; its Proceed moves the session on, and nothing else does.
 void Session::reset_bootloader()
 {
+    if (++attempts_ > attempts_maximum) {
+        return fail(0);
+    }
     tick_delay_ = 3;
     thread::pause(pause_before_reset);
     if (can_send()) {

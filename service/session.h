@@ -42,7 +42,7 @@ public:
 
     /// Begins to program the entry's ECU with the matching image, or without any image the package, of this
     /// version. 0 when it runs, and also when nothing matches the entry; -1 when a session runs or starts, or the
-    /// image does not parse; -2 without an update of this version.
+    /// image does not parse; -2 without an update of this version, or when another file has taken its place.
     int start_update(const Programmable_item& entry, const std::string& version);
     /// Ends a session that has a result: 0. In any other state -1.
     int acknowledge_result();
@@ -110,6 +110,7 @@ private:
 
     void fail(std::uint32_t code);
     bool has_other_bit_rate(std::int32_t wanted) const;
+    /// Whether there is somebody to ask; what is sent without an own address is lost.
     bool can_send() const { return own_ecu_.attached() && target_node() != nullptr; }
 
     void on_proceed(std::uint16_t seed, const std::shared_ptr<node::Node>& sender);
@@ -126,6 +127,7 @@ private:
     Chunk_walk chunks_;
     std::uint32_t image_checksum_ = 0; ///< as read back from the ECU
     std::uint32_t countdown_ = 0;      ///< seconds
+    std::uint32_t attempts_ = 0;       ///< to read the checksum, or to restart the ECU
     std::uint8_t tick_delay_ = 0;      ///< seconds during which ticks do nothing
 
     std::mutex starting_; ///< held while an update is chosen and parsed

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint8_t last_ordinary_message = 15; // first byte of a proprietary message; above are heartbeats
 
 /// From the first request to the return of the ECU.
-constexpr bool is_under_way(State state)
+constexpr bool has_asked(State state)
 {
     switch (state) {
         case State::BL_IDLE:
@@ -165,6 +165,7 @@ void Session::on_memory_access_tp_receive(const pdu::PDU& pdu)
     if (exchange_.status() == Access_status::waiting) {
         exchange_.note_proceed(); // which was lost
     }
+    attempts_ = 0;
     state = State::BL_RESTART;
 }
 
@@ -203,7 +204,7 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
     }
     std::printf("\t Comparing [%s] %s\r\n", name_text(target_node()->name()).c_str(), name_text(name).c_str());
     const bool took_its_address =
-        is_under_way(now) && target_.has_lost(address) && inventory_.find_ecu_by_address(address) != nullptr;
+        has_asked(now) && target_.has_lost(address) && inventory_.find_ecu_by_address(address) != nullptr;
     if (target_node()->name() != name && !took_its_address) {
         return;
     }

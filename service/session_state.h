@@ -20,7 +20,7 @@ enum class State : std::int32_t {
     BL_FAILURE = 10,           ///< waits for the acknowledgement
     BL_COMPLETE_ACK = 11,      ///< success, cleaned up; waits for the acknowledgement
     BL_BAUD_REQUEST = 12,      ///< the next run asks for the other bit rate
-    BL_BAUD_PENDING = 13,      ///< waits for Proceed
+    BL_BAUD_PENDING = 13,      ///< waits for Proceed, `countdown` runs at most
     BL_BAUD_LOCAL = 14,        ///< the next run changes the own bit rate
     BL_BAUD_SETTLE = 15,       ///< waits for the bus to settle
     BL_RESTART_PENDING = 16,   ///< waits for the ECU's software identification, or for `countdown` runs

@@ -207,6 +207,38 @@ TEST_F(Session_test, a_refusal_stands_whatever_follows)
     EXPECT_EQ(exits_, std::vector<int>{0});
 }
 
+TEST_F(Session_test, no_heartbeat_takes_a_refusal_back)
+{
+    reach(Waits_for::bootloader, {"-b500000"});
+    proceed(), complete(), heartbeat(), tick(3), proceed(), tick(2);
+    ASSERT_EQ(session().state, State::BL_BAUD_SETTLE);
+    receive("18D8F980 00 0B 00 00 00 00 FF FF"), heartbeat(), tick(4);
+    EXPECT_EQ(exits_, std::vector<int>{0});
+}
+
+TEST_F(Session_test, asks_ten_times_for_what_an_ecu_completes_and_never_sends)
+{
+    reach(Waits_for::checksum);
+    for (int attempt = 1; attempt <= 10; ++attempt) {
+        EXPECT_EQ(sent().back(), read);
+        proceed(), complete();
+    }
+    expect_failure(failure::other);
+    EXPECT_EQ(sent(), Texts{close});
+}
+
+TEST_F(Session_test, asks_ten_times_for_a_restart_that_an_ecu_completes_and_never_begins)
+{
+    reach(Waits_for::restart);
+    for (int attempt = 1; attempt <= 10; ++attempt) {
+        EXPECT_EQ(sent().back(), reset);
+        complete(), tick(4); // in doubt, and asked once more
+        EXPECT_EQ(sent().back(), reset);
+        complete();
+    }
+    expect_failure(failure::other);
+}
+
 TEST_F(Session_test, takes_a_target_that_restarted_without_another_word)
 {
     reach(Waits_for::restart);
@@ -356,6 +388,20 @@ TEST_P(Proceed_test, comes_late_and_ends_the_doubt)
     complete(), proceed(), sent();
     tick(4);
     EXPECT_EQ(sent(), Texts{});
+    if (GetParam().point != Waits_for::restart) { // which goes on with its Proceed
+        busy(), tick(4), complete();
+        EXPECT_THAT(sent(), testing::Not(testing::Contains(close)));
+    }
+}
+
+TEST_P(Proceed_test, asks_for_a_key_and_ends_the_doubt)
+{
+    complete(), proceed("FF 00");
+    EXPECT_EQ(sent(), Texts{GetParam().request.substr(0, 26) + " FF 00"});
+    tick(4);
+    EXPECT_EQ(sent(), Texts{});
+    busy(), tick(4), complete();
+    EXPECT_THAT(sent(), testing::Not(testing::Contains(close)));
 }
 
 TEST_P(Proceed_test, is_asked_for_once)

@@ -32,7 +32,7 @@ bool Target::has_lost(std::uint32_t address) const noexcept
     return !node::has_address(node_) && address != pdu::null_address && address == last_address_;
 }
 
-/// A node that tells by its claim that it has no address leaves the last one.
+/// The claim may tell that it has no address; then the last one is kept.
 void Target::follow(std::shared_ptr<node::Node> node)
 {
     node_ = std::move(node);

@@ -14,8 +14,8 @@ namespace qv::can_bus::flr {
 /// Thread: the bus thread.
 class Target {
 public:
-    /// The next session is for this node. When the update before failed for the same one, it may be left in its
-    /// bootloader, under the NAME that that session then saw at its address.
+    /// The next session is for this node. When the session before was for the same one, which now has no address,
+    /// it was left in its bootloader, under the NAME by which that session knew it last.
     void choose(std::shared_ptr<node::Node> node);
     /// A session begins: the address that the target of the session before had does not count any more.
     void begin() noexcept;
@@ -31,7 +31,7 @@ public:
 
 private:
     std::shared_ptr<node::Node> node_;
-    std::shared_ptr<node::Node> chosen_node_;        ///< that `node_` was first
+    std::shared_ptr<node::Node> chosen_node_;        ///< as it was chosen, before it returned as another
     std::uint32_t last_address_ = pdu::null_address; ///< of this session's target
 };
 

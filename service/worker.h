@@ -26,7 +26,6 @@ public:
     [[nodiscard]] int start(Entry entry);
     /// Whether the thread has ended; false without one.
     [[nodiscard]] bool has_ended();
-    bool is_started() const noexcept { return started_; }
     const Transfer_record& record() const noexcept { return record_; }
 
 private:
