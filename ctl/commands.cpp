@@ -58,6 +58,7 @@ private:
     Style style() const;
     Ecu find_ecu(const std::vector<Ecu>& ecus) const;
     void tell_done(const std::string& order, const std::string& text) const;
+    void make_way();
     void demand_idle(Answer answer);
     [[noreturn]] void refuse_busy();
     [[noreturn]] void refuse_update(const Ecu& ecu, const std::string& version) const;
@@ -253,11 +254,21 @@ void Control::update()
         ctl::follow(client_, style(), true);
     } catch (const Error& error) {
         if (error.exit() == Exit::update_failed) {
-            (void)client_.acknowledge();
+            make_way();
         }
         throw;
     }
-    (void)client_.acknowledge(); // refused when somebody else was faster
+    make_way();
+}
+
+/// The result has been shown; that nobody takes the acknowledgement any more does not change it.
+void Control::make_way()
+{
+    try {
+        (void)client_.acknowledge(); // refused when somebody else was faster
+    } catch (const Error& error) {
+        std::cerr << "The session is not acknowledged: " << error.what() << std::endl;
+    }
 }
 
 /// The service does not tell which of the reasons it is, nor which versions are images and which are packages.

@@ -22,6 +22,11 @@ volatile std::sig_atomic_t interrupted = 0;
 void catch_interrupt()
 {
     struct sigaction action {};
+    ::sigaction(SIGINT, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) {
+        return; // a script runs this in the background
+    }
+    action = {};
     action.sa_handler = [](int) { interrupted = 1; };
     ::sigaction(SIGINT, &action, nullptr);
 }

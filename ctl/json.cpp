@@ -41,7 +41,7 @@ Json json_of(const Software& software)
     return {{"label", software.label}, {"part_number", software.part_number}, {"version", software.version}};
 }
 
-/// 0 and a state without failure are no error.
+/// Null unless the session failed.
 Json error_of(const Status& status)
 {
     if (status.state != State::failure) {

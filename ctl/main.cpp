@@ -1,7 +1,6 @@
 // flintrowctl: controls the update service from the command line.
 
 #include <clocale>
-#include <csignal>
 #include <iostream>
 
 #include "ctl/commands.h"

@@ -1,8 +1,9 @@
-#include "service/flintrow.h"
+#include "service/environment.h"
 
 #include "framework/thread/process_exit.h"
 #include "platform/netlink_priv.h"
 #include "platform/tolvan_system.h"
+#include "service/options.h"
 
 namespace qv::can_bus::flr {
 

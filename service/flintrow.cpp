@@ -7,7 +7,6 @@
 #include "can/network/bus_message.h"
 #include "comm/master.h"
 #include "framework/log/hook.h"
-#include "framework/thread/process_exit.h"
 #include "service/bus_observer.h"
 #include "service/name_text.h"
 #include "service/pdu_request_observer.h"

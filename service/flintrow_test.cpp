@@ -64,6 +64,11 @@ TEST_F(Flintrow_test, an_ecu_that_took_the_address_of_another_does_not_speak_for
     EXPECT_EQ(part_number_after("18FDC580 52 2D 38 30 2A 2A"), "Q-80");
     tell_software();
     EXPECT_TRUE(flintrow_->inventory.find_ecu_by_address(0x80)->hidden);
+    const std::string report = "11*a*node*b*c*d";
+    testing::internal::CaptureStderr();
+    flintrow_->inventory.gateway_reported(0x80, std::vector<std::uint8_t>(report.begin(), report.end()));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(flintrow_->inventory.find_ecu_by_address(0x80)->host, "");
 }
 
 TEST_F(Flintrow_test, takes_no_claim_that_the_bus_did_not_take_over)

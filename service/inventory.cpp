@@ -37,7 +37,7 @@ std::string newest(const std::vector<std::string>& versions)
     return first == versions.end() ? std::string() : *first;
 }
 
-auto has_address(std::uint32_t address)
+auto stands_at(std::uint32_t address)
 {
     return
         [address](const Inventory::Entry& entry) { return entry->address == static_cast<std::int32_t>(address); };
@@ -57,7 +57,7 @@ std::span<const std::uint8_t> cut(std::span<const std::uint8_t> bytes)
 template <class Change> bool Inventory::change(std::uint32_t address, Change change)
 {
     const std::lock_guard lock(mutex_);
-    const auto place = std::find_if(ecu_list_.begin(), ecu_list_.end(), has_address(address));
+    const auto place = std::find_if(ecu_list_.begin(), ecu_list_.end(), stands_at(address));
     if (place == ecu_list_.end()) {
         return false;
     }
@@ -72,7 +72,7 @@ int Inventory::ecu_address_claimed(std::uint32_t address, name::Name name, std::
     const auto added = std::make_shared<Programmable_item>(address, name, std::move(node));
     {
         const std::lock_guard lock(mutex_);
-        if (std::any_of(ecu_list_.begin(), ecu_list_.end(), has_address(address))) {
+        if (std::any_of(ecu_list_.begin(), ecu_list_.end(), stands_at(address))) {
             return -1;
         }
         ecu_list_.push_back(added);
@@ -126,7 +126,7 @@ void Inventory::gateway_reported(std::uint32_t address, std::span<const std::uin
     const auto entry = find_ecu_by_address(address);
     std::printf("%s: (%d) : (hn %s) (ecu %p) (updating ", "gwpgn_handler", static_cast<int>(address),
                 fields[2].c_str(), static_cast<const void*>(entry.get()));
-    if (entry != nullptr) {
+    if (entry != nullptr && !has_moved(*entry)) {
         set_host(*entry, fields[2]);
     }
     std::puts(")");
@@ -166,7 +166,7 @@ std::size_t Inventory::ecu_count() const { return entries().size(); }
 Inventory::Entry Inventory::find_ecu_by_address(std::uint32_t address) const
 {
     const std::lock_guard lock(mutex_);
-    const auto found = std::find_if(ecu_list_.begin(), ecu_list_.end(), has_address(address));
+    const auto found = std::find_if(ecu_list_.begin(), ecu_list_.end(), stands_at(address));
     return found == ecu_list_.end() ? nullptr : *found;
 }
 

@@ -38,12 +38,13 @@ std::string hexadecimal(std::int32_t address)
     return text.data();
 }
 
-} // namespace
-
+/// Whether a control function of this NAME is kept out of sight: all but its 17 lowest bits stand in the list.
 bool is_hidden_name(name::Name name) noexcept
 {
     return std::find(hidden_names.begin(), hidden_names.end(), name & hidden_name_mask) != hidden_names.end();
 }
+
+} // namespace
 
 std::vector<std::string> split(std::string_view text, char separator, std::size_t limit)
 {

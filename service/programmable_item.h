@@ -74,9 +74,6 @@ private:
     void set_titles();
 };
 
-/// Whether a control function of this NAME is kept out of sight: all but its 17 lowest bits stand in the list.
-bool is_hidden_name(name::Name name) noexcept;
-
 /// Cuts `text` at each `separator`; empty fields stay, and so does the rest behind the last one. Fields
 /// behind the first `limit` are dropped.
 std::vector<std::string> split(std::string_view text, char separator, std::size_t limit);

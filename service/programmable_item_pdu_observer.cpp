@@ -28,24 +28,25 @@ bool is_gateway_report(const pdu::PDU& pdu)
 
 } // namespace
 
+template <class Visit> void Self::for_each_subscription(Visit visit)
+{
+    visit(pdu::pgn::address_claimed, &Self::on_address_claimed);
+    visit(pdu::pgn::proprietary_a, &Self::on_custom_message);
+    visit(pdu::pgn::memory_access_response, &Self::on_memory_access_response);
+    visit(pdu::pgn::memory_access_data, &Self::on_memory_access_tp_receive);
+    visit(pdu::pgn::ecu_identification, &Self::on_ecu_identification);
+    visit(pdu::pgn::software_identification, &Self::on_software_identification);
+    visit(pdu::pgn::proprietary_b_gateway, &Self::on_gwpgn);
+}
+
 void Self::subscribe()
 {
-    add(pdu::pgn::address_claimed, &Self::on_address_claimed);
-    add(pdu::pgn::proprietary_a, &Self::on_custom_message);
-    add(pdu::pgn::memory_access_response, &Self::on_memory_access_response);
-    add(pdu::pgn::memory_access_data, &Self::on_memory_access_tp_receive);
-    add(pdu::pgn::ecu_identification, &Self::on_ecu_identification);
-    add(pdu::pgn::software_identification, &Self::on_software_identification);
-    add(pdu::pgn::proprietary_b_gateway, &Self::on_gwpgn);
+    for_each_subscription([this](auto pgn, auto handler) { add(pgn, handler); });
 }
 
 void Self::unsubscribe()
 {
-    for (const auto pgn : {pdu::pgn::address_claimed, pdu::pgn::proprietary_a, pdu::pgn::memory_access_response,
-                           pdu::pgn::memory_access_data, pdu::pgn::ecu_identification,
-                           pdu::pgn::software_identification, pdu::pgn::proprietary_b_gateway}) {
-        remove(pgn);
-    }
+    for_each_subscription([this](auto pgn, auto) { remove(pgn); });
 }
 
 void Self::on_address_claimed(comm::message::Message& message)

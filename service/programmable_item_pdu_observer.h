@@ -22,6 +22,7 @@ public:
     void unsubscribe() override;
 
 private:
+    template <class Visit> static void for_each_subscription(Visit visit);
     /// [ISO 11783-5 4.4.2.3] The payload is the NAME of the sender.
     void on_address_claimed(comm::message::Message& message);
     void on_custom_message(comm::message::Message& message);

@@ -14,14 +14,14 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t bootloader_countdown = 10; // seconds
-constexpr std::uint32_t return_countdown = 15;     // seconds
+constexpr std::uint32_t bootloader_countdown = 10; // runs, one a second while no exchange is open
+constexpr std::uint32_t return_countdown = 15;     // runs
 constexpr std::uint32_t attempts_maximum = 10;     // of a request whose data or Proceed never comes
 constexpr auto pause_before_reset = 3s;
 constexpr auto pause_before_exit = 5s;
 constexpr char escape = 27;
 
-constexpr std::uint32_t wireless_return_countdown = 60; // seconds
+constexpr std::uint32_t wireless_return_countdown = 60; // runs
 constexpr std::uint32_t percent_total = 100;
 
 } // namespace
@@ -129,8 +129,7 @@ void Session::run_state(State now)
     }
 }
 
-/// No chunk of this session may be sent any more, and no answer is waited for but that the ECU refused, which ends
-/// the process.
+/// Stops the chunk and closes the exchange. A refusal stays: it ends the process at the next tick.
 void Session::fail(std::uint32_t code)
 {
     chunk_transfer_.stop();
@@ -366,9 +365,12 @@ void Session::request_checksum()
     }
 }
 
-/// A wireless node restarts by itself.
+/// A wireless node restarts by itself. An ECU may complete the request again and again without its Proceed.
 void Session::restart_ecu()
 {
+    if (++attempts_ > attempts_maximum) {
+        return fail(0);
+    }
     if (update_kind == can_image) {
         reset_bootloader();
     } else {
@@ -379,12 +381,9 @@ void Session::restart_ecu()
     progress_total = countdown_;
 }
 
-/// The ECU needs time before it takes the request; its Proceed moves the session on, and nothing else does.
+/// The ECU needs time before it takes the request; its Proceed moves the session on.
 void Session::reset_bootloader()
 {
-    if (++attempts_ > attempts_maximum) {
-        return fail(0);
-    }
     tick_delay_ = 3;
     thread::pause(pause_before_reset);
     if (can_send()) {

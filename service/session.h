@@ -126,7 +126,7 @@ private:
     Erase_walk sectors_;
     Chunk_walk chunks_;
     std::uint32_t image_checksum_ = 0; ///< as read back from the ECU
-    std::uint32_t countdown_ = 0;      ///< seconds
+    std::uint32_t countdown_ = 0;      ///< runs left; one a second while no exchange is open
     std::uint32_t attempts_ = 0;       ///< to read the checksum, or to restart the ECU
     std::uint8_t tick_delay_ = 0;      ///< seconds during which ticks do nothing
 

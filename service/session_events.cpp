@@ -209,16 +209,17 @@ void Session::on_address_claimed(std::uint32_t address, name::Name name, const s
         return;
     }
     target_.follow(node);
-    if (now == State::BL_RESTART_PENDING) {
+    if (now == State::BL_RESTART_PENDING || now == State::BL_COMPLETE) {
         own_ecu_.request_software_identification(node);
     }
     std::printf("\tTarget Found! [0x%x] %s\r\n", address, name_text(name).c_str());
 }
 
-/// Whoever identifies itself. When it is the target that restarted without another word, nothing is waited for.
+/// Whoever identifies itself. When it is the target that restarted without another word, nothing is waited for,
+/// also when somebody else identified itself before.
 void Session::on_software_identification(std::uint32_t address)
 {
-    if (state != State::BL_RESTART_PENDING || target_node() == nullptr) {
+    if ((state != State::BL_RESTART_PENDING && state != State::BL_COMPLETE) || target_node() == nullptr) {
         return;
     }
     if (address == target_node()->source_address) {

@@ -242,9 +242,10 @@ TEST_F(Session_test, asks_ten_times_for_a_restart_that_an_ecu_completes_and_neve
 TEST_F(Session_test, takes_a_target_that_restarted_without_another_word)
 {
     reach(Waits_for::restart);
-    proceed(), receive(ecu_claim), receive(other_claim), tell_software("90"), tick(8);
+    proceed(), receive(other_claim), tell_software("90"), tick(8), sent();
     EXPECT_EQ(session().state, State::BL_COMPLETE) << "which waits, as that was somebody else's identification";
-    session().state = State::BL_RESTART_PENDING;
+    receive(ecu_claim);
+    EXPECT_EQ(sent(), Texts{"18EA80F9 DA FE 00"});
     tell_software(), tick(4);
     EXPECT_EQ(session().state, State::BL_COMPLETE_ACK);
 }

@@ -10,8 +10,8 @@
 
 namespace qv::can_bus::application {
 
-/// A core that the inner layers have taken down joined the bus thread already. Without one of ours nobody did, and
-/// a second join does nothing.
+/// While the core still runs, somebody else owns it, and stops the bus thread later. When it is gone, the bus
+/// thread was told to stop; a second join does nothing.
 Application::~Application()
 {
     release_inner();

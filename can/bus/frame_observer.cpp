@@ -2,7 +2,6 @@
 
 #include <utility>
 
-#include "can/network/node/manager.h"
 #include "can/network/node/node_message.h"
 #include "can/network/pdu/message_assigned_id.h"
 #include "comm/time_message.h"
@@ -21,7 +20,8 @@ bool is_open_to_all(std::uint32_t pgn) { return pgn == pdu::pgn::request || pgn 
 
 bool is_address_claim(const pdu::PDU& pdu)
 {
-    return pdu.pgn == pdu::pgn::address_claimed && pdu.data.size() == claim_size && pdu.pdu1 && pdu.global;
+    return pdu.pgn == pdu::pgn::address_claimed && pdu.data.size() == claim_size && pdu.pdu1 && pdu.global &&
+           pdu.source_address != pdu::global_address;
 }
 
 } // namespace
@@ -70,8 +70,12 @@ void Frame_observer::on_time_elapsed(comm::message::Message& message)
     }
 }
 
+/// Any node without an address may send from the null address; that tells nothing about who it is.
 void Frame_observer::identify_sender(pdu::PDU& pdu) const
 {
+    if (pdu.source_address >= pdu::null_address) {
+        return;
+    }
     pdu.address_holder = bus_.nodes().find_by_address(pdu.source_address);
     if (pdu.address_holder) {
         pdu.source_node = pdu.address_holder->pdu_source.lock();
@@ -89,9 +93,6 @@ void Frame_observer::track_address_claim(pdu::PDU& pdu)
         return;
     }
     move_address(claim, pdu.source_address);
-    if (claim.named->manager()) {
-        claim.named->manager()->address_known();
-    }
     pdu.source_node = claim.named->pdu_source.lock();
     announce(claim);
 }

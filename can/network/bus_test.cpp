@@ -26,11 +26,8 @@ protected:
     void create_bus()
     {
         bus_ = Bus::create(properties_, signal_, [](Bus& bus) {
-            return std::make_shared<Frame_entry>(bus.dispatcher_id(), bus.nodes(), [&bus](name::Name name) {
-                auto node = bus.create_node(name);
-                node->manager()->address_known();
-                return node;
-            });
+            return std::make_shared<Frame_entry>(bus.dispatcher_id(), bus.nodes(),
+                                                 [&bus](name::Name name) { return bus.create_node(name); });
         });
         ASSERT_TRUE(bus_);
         bus_dispatcher_ = bus_->dispatcher();

@@ -105,9 +105,9 @@ std::shared_ptr<transport::TSocket> Server_socket::createSocket(int client)
 namespace {
 
 /// A thread that waits for its start, and ends without one when nobody wants it any more.
-class Worker {
+class Gated_thread {
 public:
-    explicit Worker(const std::shared_ptr<concurrency::Runnable>& runnable)
+    explicit Gated_thread(const std::shared_ptr<concurrency::Runnable>& runnable)
         : thread_([this, runnable] {
             begin_.acquire();
             if (wanted_) {
@@ -115,9 +115,9 @@ public:
             }
         })
     {}
-    ~Worker() { join(); }
-    Worker(const Worker&) = delete;
-    Worker& operator=(const Worker&) = delete;
+    ~Gated_thread() { join(); }
+    Gated_thread(const Gated_thread&) = delete;
+    Gated_thread& operator=(const Gated_thread&) = delete;
 
     void start()
     {
@@ -138,18 +138,18 @@ private:
     std::thread thread_;  ///< uses the others
 };
 
-/// A `Worker` that the library's own part of a thread, which is told that nobody joins it, leaves alone.
+/// A `Gated_thread` that the library's own part of a thread, which is told that nobody joins it, leaves alone.
 class Connection_thread final : public concurrency::Thread {
 public:
     explicit Connection_thread(const std::shared_ptr<concurrency::Runnable>& runnable)
         : Thread(true, runnable)
-        , worker_(runnable)
+        , gated_thread_(runnable)
     {}
-    void start() override { worker_.start(); }
-    void join() override { worker_.join(); }
+    void start() override { gated_thread_.start(); }
+    void join() override { gated_thread_.join(); }
 
 private:
-    Worker worker_;
+    Gated_thread gated_thread_;
 };
 
 } // namespace

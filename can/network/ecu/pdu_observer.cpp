@@ -25,8 +25,6 @@ bool is_same_function(name::Name left, name::Name right)
             name::device_class(left) == name::device_class(right));
 }
 
-bool has_size(const pdu::PDU& pdu, std::uint32_t size) { return pdu.length == size && pdu.data.size() == size; }
-
 } // namespace
 
 PDU_observer::PDU_observer(ECU& ecu)
@@ -50,7 +48,7 @@ void PDU_observer::unsubscribe()
 void PDU_observer::on_acknowledgment(comm::message::Message& message)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
-    if (!has_size(pdu, 8)) {
+    if (!pdu::has_size(pdu, 8)) {
         return;
     }
     message::Acknowledgment::Content content;
@@ -69,7 +67,7 @@ void PDU_observer::on_acknowledgment(comm::message::Message& message)
 void PDU_observer::on_address_claim(comm::message::Message& message)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
-    if (!has_size(pdu, 8)) {
+    if (!pdu::has_size(pdu, 8)) {
         return;
     }
     if (const auto claimant = name::from_bytes(pdu.data.bytes()); claimant != ecu_.name()) {

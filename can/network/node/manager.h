@@ -35,11 +35,6 @@ public:
     /// Ends the requests: all were made, or the bus goes.
     void stop() { observers_.clear(); }
 
-    /// The node has an address by which it can be asked. The first call starts the sequence of requests, all
-    /// later ones change nothing.
-    void address_known() noexcept { address_known_ = true; }
-    bool is_address_known() const noexcept { return address_known_; }
-
     /// Complete payloads of the node's PDUs. A field is kept as its exact bytes; a byte 0 ends the text of
     /// the first three.
     void process_component_identification(const Byte_array_fix& payload);
@@ -69,7 +64,6 @@ private:
     Bus_port& bus_;
     std::uint32_t elapsed_ = 0; ///< milliseconds since the last step
     std::uint32_t step_ = 0;    ///< requests sent; 5 once it has reported
-    bool address_known_ = false;
     comm::observer::Observer_list observers_;
 };
 

@@ -73,6 +73,9 @@ public:
     bool global = true;                               ///< a PDU2, or a PDU1 to 255
 };
 
+/// Whether the PDU has exactly `size` bytes.
+inline bool has_size(const PDU& pdu, std::uint32_t size) { return pdu.length == size && pdu.data.size() == size; }
+
 /// Whether `pgn` is destination specific by its PDU format byte.
 constexpr bool is_pdu1(std::uint32_t pgn) noexcept { return (pgn & 0xFF00) < 0xF000; }
 

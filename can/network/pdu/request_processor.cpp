@@ -48,7 +48,7 @@ void Request_processor::set_selector(std::unique_ptr<source_address::Selector> s
 void Request_processor::on_pgn_request(comm::message::Message& message)
 {
     const auto& request = dynamic_cast<const PDU&>(message);
-    if (request.length != 3 || request.data.size() != 3 || !selector_->accepts(request.source_address)) {
+    if (!has_size(request, 3) || !selector_->accepts(request.source_address)) {
         return;
     }
     const std::uint32_t requested = read_little_endian(request.data.bytes(), 0, 3);

@@ -22,7 +22,7 @@ constexpr std::uint32_t no_group = 0; ///< a data frame does not tell its group
 /// is who holds the address, also when a master speaks for it.
 bool is_for_session(const pdu::PDU& pdu)
 {
-    return pdu.source_node && pdu.address_holder && !pdu.global && pdu.length == 8 && pdu.data.size() == 8;
+    return pdu.source_node && pdu.address_holder && !pdu.global && pdu::has_size(pdu, 8);
 }
 
 std::uint32_t group_of(const pdu::PDU& pdu) { return read_little_endian(pdu.data.bytes(), 5, 3); }
@@ -43,8 +43,7 @@ bool is_valid_rts(const pdu::PDU& pdu, bool extended)
     if (extended) {
         return size > standard_size_maximum && size <= extended_size_maximum;
     }
-    return size >= standard_size_minimum && size <= standard_size_maximum &&
-           pdu.data[3] == (size + packet_size - 1) / packet_size;
+    return size >= standard_size_minimum && size <= standard_size_maximum && pdu.data[3] == packets_of(size);
 }
 
 } // namespace
@@ -82,7 +81,7 @@ bool Manager::send(std::shared_ptr<data_supplier::Data_supplier> context, std::u
                    const std::shared_ptr<node::Node>& peer)
 {
     const std::uint32_t size_maximum = peer ? extended_size_maximum : standard_size_maximum;
-    if (!payload || payload->empty() || (!context && payload->size() != size) || size == 0 ||
+    if (!payload || payload->empty() || (!context && payload->size() != size) || size < standard_size_minimum ||
         size > size_maximum || sends_.size() >= sends_maximum) {
         return false;
     }
@@ -217,8 +216,7 @@ void Manager::on_eoma(const pdu::PDU& pdu, bool extended)
 {
     if (const auto session = find_send(pdu, extended)) {
         const std::uint32_t size = size_of(pdu, extended);
-        const std::uint32_t extended_packets = size / packet_size + (size % packet_size != 0 ? 1 : 0);
-        session->on_eoma(size, extended ? extended_packets : pdu.data[3]);
+        session->on_eoma(size, extended ? packets_of(size) : pdu.data[3]);
         tx_step(0);
     }
 }

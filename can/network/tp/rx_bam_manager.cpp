@@ -51,7 +51,7 @@ namespace {
 
 bool is_broadcast(const pdu::PDU& pdu)
 {
-    return pdu.source_node && pdu.address_holder && pdu.global && pdu.length == 8 && pdu.data.size() == 8;
+    return pdu.source_node && pdu.address_holder && pdu.global && pdu::has_size(pdu, 8);
 }
 
 } // namespace
@@ -86,9 +86,8 @@ void Manager::on_tp_cm_standard(comm::message::Message& message)
     }
     const std::uint32_t size = read_little_endian(pdu.data.bytes(), 1, 2);
     const std::uint32_t group = read_little_endian(pdu.data.bytes(), 5, 3);
-    if (size < standard_size_minimum || size > standard_size_maximum ||
-        pdu.data[3] != (size + packet_size - 1) / packet_size || group > pdu::pgn::maximum ||
-        !has_room_for(pdu.address_holder.get())) {
+    if (size < standard_size_minimum || size > standard_size_maximum || pdu.data[3] != packets_of(size) ||
+        group > pdu::pgn::maximum || !has_room_for(pdu.address_holder.get())) {
         return;
     }
     auto session = std::make_shared<TP>(pdu.address_holder, group, size, bus_dispatcher_id_);

@@ -43,7 +43,7 @@ void Manager::unsubscribe()
 
 void Manager::on_frame(const pdu::PDU& pdu)
 {
-    if (!pdu.source_node || !pdu.address_holder || pdu.length != 8 || pdu.data.size() != 8) {
+    if (!pdu.source_node || !pdu.address_holder || !pdu::has_size(pdu, 8)) {
         return;
     }
     const std::uint32_t sequence = pdu.data[0] >> 5;

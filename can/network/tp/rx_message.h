@@ -25,8 +25,8 @@ public:
     std::uint32_t size; ///< bytes
 };
 
-/// How far a reception has come: every 71 packets, at its last packet, and when it is given up. Posted to the
-/// same dispatchers.
+/// How far a reception has come: every 71 packets, at its last packet, and when it is given up; the end of a
+/// broadcast is not told. Posted to the same dispatchers.
 class Transfer_update final : public comm::message::Cloneable<Transfer_update> {
 public:
     static constexpr comm::message::Id id = 0x40032;

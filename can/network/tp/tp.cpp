@@ -8,7 +8,7 @@ namespace qv::can_bus::tp {
 
 TP::TP(std::shared_ptr<node::Node> peer, std::uint32_t pgn, std::uint32_t size, bool broadcast,
        std::uint32_t packets_per_cts_maximum)
-    : packet_count_((size + packet_size - 1) / packet_size)
+    : packet_count_(packets_of(size))
     , packets_per_cts_maximum_(packets_per_cts_maximum)
     , size_(size)
     , peer_(std::move(peer))

@@ -12,6 +12,11 @@ inline constexpr std::uint32_t standard_size_maximum = 1785;
 /// 16777216 packets of 7 bytes, one packet more than 24 bits count.
 inline constexpr std::uint32_t extended_size_maximum = 117440512;
 inline constexpr std::uint32_t packet_size = 7;
+/// How many packets carry `size` bytes.
+constexpr std::uint32_t packets_of(std::uint32_t size) noexcept
+{
+    return size / packet_size + (size % packet_size != 0 ? 1 : 0);
+}
 /// A reception of at most this many packets runs freely; larger ones take turns.
 inline constexpr std::uint32_t free_packet_count_maximum = 16;
 

@@ -94,7 +94,7 @@ void TP::on_eoma(std::uint32_t size, std::uint32_t packets)
     }
     if (size != size_ || packets != packet_count_) {
         enter(State::Start, 0);
-    } else if (was_sent_) {
+    } else if (last_was_sent_) {
         finish(true);
     }
 }
@@ -168,7 +168,7 @@ bool TP::send_packet()
     ecu_.transmit(peer_, frame::data_pgn(extended_), bytes);
     ++window_done_;
     ++packets_done_;
-    was_sent_ = was_sent_ || packets_done_ == packet_count_;
+    last_was_sent_ = last_was_sent_ || packets_done_ == packet_count_;
     return true;
 }
 

@@ -52,7 +52,7 @@ private:
     std::shared_ptr<data_supplier::Data_supplier> supplier_;
     Ecu_port& ecu_;
     std::uint32_t try_count_ = 0; ///< attempts started
-    bool was_sent_ = false;       ///< every packet, in one of the attempts
+    bool last_was_sent_ = false;  ///< the last packet, in one of the attempts
 };
 
 } // namespace qv::can_bus::tp::tx

@@ -11,7 +11,7 @@ namespace qv::can_bus::working_set {
 
 namespace {
 
-bool is_announcement(const pdu::PDU& pdu) { return pdu.source_node && pdu.length == 8 && pdu.data.size() == 8; }
+bool is_announcement(const pdu::PDU& pdu) { return pdu.source_node && pdu::has_size(pdu, 8); }
 
 } // namespace
 
