@@ -1,6 +1,7 @@
 #include "benchmarks/child.h"
 
 #include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -45,6 +46,20 @@ Cost run(const std::vector<std::string>& arguments)
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
     return {passed.count(), seconds_of(usage.ru_utime) + seconds_of(usage.ru_stime),
             static_cast<double>(usage.ru_maxrss) / 1024};
+}
+
+std::vector<double> figures_of(const std::string& command, std::size_t count)
+{
+    std::FILE* const pipe = ::popen((FLINTROW_BIN_DIR "/" + command).c_str(), "r");
+    std::vector<double> figures;
+    double figure = 0;
+    while (pipe != nullptr && std::fscanf(pipe, "%lf", &figure) == 1) {
+        figures.push_back(figure);
+    }
+    if (pipe == nullptr || ::pclose(pipe) != 0 || figures.size() != count) {
+        throw std::runtime_error(command + " failed");
+    }
+    return figures;
 }
 
 double cpu_seconds(int process)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,10 @@ struct Cost {
 
 /// Runs a program to its end with its output going nowhere. Throws when it fails.
 Cost run(const std::vector<std::string>& arguments);
+
+/// Runs a program of this folder to its end: the figures that it prints. Throws when it fails, or prints another
+/// number of them.
+std::vector<double> figures_of(const std::string& command, std::size_t count);
 
 /// CPU seconds that a running process has used so far.
 double cpu_seconds(int process);

@@ -1,8 +1,5 @@
-#include <cstdio>
-#include <memory>
-#include <stdexcept>
-
 #include "bench/harness/kernel_peer.h"
+#include "benchmarks/child.h"
 #include "benchmarks/report.h"
 
 namespace benchmarks {
@@ -18,17 +15,13 @@ std::vector<Row> measure_extended_transport()
     }
     constexpr double frames = ((1 << 20) + 6) / 7;
     constexpr double bound = 1850; // what a bus of 250 kbit/s carries
-    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> pipe(
-        ::popen((std::string(FLINTROW_BIN_DIR "/kernel_transfer ") + interface).c_str(), "r"), &::pclose);
+    const auto figures = figures_of(std::string("kernel_transfer ") + interface, 4);
     std::vector<Row> rows;
-    for (const auto& what : {to, from}) {
-        double seconds = 0;
-        double cpu = 0;
-        if (pipe == nullptr || std::fscanf(pipe.get(), "%lf %lf", &seconds, &cpu) != 2) {
-            throw std::runtime_error("kernel_transfer failed");
-        }
+    for (std::size_t row = 0; row < 2; ++row) {
+        const double seconds = figures[2 * row];
+        const double cpu = figures[2 * row + 1];
         const double rate = frames / seconds;
-        rows.push_back({what, figure(rate, 0, "frames/s, ") + figure(cpu, 2, "CPU s"),
+        rows.push_back({row == 0 ? to : from, figure(rate, 0, "frames/s, ") + figure(cpu, 2, "CPU s"),
                         figure(bound, 0, "frames/s"), bound / rate, 1});
     }
     return rows;

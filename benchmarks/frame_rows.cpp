@@ -1,36 +1,24 @@
-#include <cstdio>
-#include <memory>
-#include <stdexcept>
-
+#include "benchmarks/child.h"
 #include "benchmarks/report.h"
 
 namespace benchmarks {
 
 namespace {
 
-using Pipe = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-/// The figures that a program of this folder prints.
-Pipe run(const char* command) { return {::popen(command, "r"), &::pclose}; }
-
 /// What the log of PDUs takes of the bus thread.
 std::vector<Row> measure_annotated_line()
 {
-    const Pipe pipe = run(FLINTROW_BIN_DIR "/annotated_line");
-    double off = 0;
-    double plain = 0;
-    double annotated = 0;
-    unsigned characters = 0;
-    if (pipe == nullptr || std::fscanf(pipe.get(), "%lf %lf %lf %u", &off, &plain, &annotated, &characters) != 4) {
-        throw std::runtime_error("annotated_line failed");
-    }
+    const auto figures = figures_of("annotated_line", 4);
+    const double off = figures[0];
+    const double plain = figures[1];
+    const double annotated = figures[2];
     // 2000 PDUs a second, more than a bus of 250 kbit/s brings, may take a hundredth of a core.
     constexpr double bound = 5000;
     const std::string bound_text = figure(bound, 0, "ns (1 % of a core at 2000/s)");
     return {{"one PDU logged without its annotation", figure(plain - off, 0, "ns"), bound_text,
              (plain - off) / bound, 1},
             {"one annotated PDU line, an address claim",
-             figure(annotated - off, 0, "ns") + " (" + std::to_string(characters) + " characters)", bound_text,
+             figure(annotated - off, 0, "ns (") + figure(figures[3], 0, "characters)"), bound_text,
              (annotated - off) / bound, 1}};
 }
 
@@ -38,15 +26,11 @@ std::vector<Row> measure_annotated_line()
 
 std::vector<Row> measure_frame_road()
 {
-    const Pipe pipe = run(FLINTROW_BIN_DIR "/frame_road");
-    double nanoseconds = 0;
-    double allocations = 0;
-    double copies = 0;
-    double position = 0;
-    if (pipe == nullptr ||
-        std::fscanf(pipe.get(), "%lf %lf %lf %lf", &nanoseconds, &allocations, &copies, &position) != 4) {
-        throw std::runtime_error("frame_road failed");
-    }
+    const auto figures = figures_of("frame_road", 4);
+    const double nanoseconds = figures[0];
+    const double allocations = figures[1];
+    const double copies = figures[2];
+    const double position = figures[3];
     // At the highest rate of a 250 kbit/s bus a frame may take half a millisecond; the figure is told as such.
     std::vector<Row> rows{
         {"one frame from Received to an observer of its PGN", figure(nanoseconds, 0, "ns"), "a figure", 0, 1},

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <string_view>
 
@@ -41,7 +42,7 @@ void print(const std::vector<Row>& rows)
 /// Measures in one run and prints the table, row by row as the figures come: everything, or with "--can" what
 /// needs CAN interfaces.
 int main(int argc, char** argv)
-{
+try {
     const bool only_can = argc > 1 && std::string_view(argv[1]) == "--can";
     const std::string folder = argc > 1 && !only_can ? argv[1] : "build/benchmark";
     std::filesystem::create_directories(folder);
@@ -57,4 +58,7 @@ int main(int argc, char** argv)
     benchmarks::print({benchmarks::measure_programming_over_can()});
     benchmarks::print(benchmarks::measure_extended_transport());
     return 0;
+} catch (const std::exception& error) { // caught, so that the processes of the row come to their end
+    std::fprintf(stderr, "benchmark: %s\n", error.what());
+    return 1;
 }

@@ -123,7 +123,7 @@ Row measure_loss()
     talker.send(0x18EEFF00U | foreign_address, {1, 0, 0, 0, 0, 0, 0, 0});
     std::this_thread::sleep_for(200ms);
     std::size_t seen = 0;
-    std::thread reader([&] { service->says("text that never comes", 14s); });
+    std::jthread reader([&] { service->says("text that never comes", 14s); });
     talker.talk(10s);
     reader.join();
     seen = count_of(service->output(), "0fef1  42");

@@ -4,12 +4,12 @@
 _flintrowctl_ask() {
     local -a peer=()
     local index
-    for ((index = 1; index < COMP_CWORD; index++)); do
-        case ${COMP_WORDS[index]} in
-            --host | --port) peer+=("${COMP_WORDS[index]}" "${COMP_WORDS[index + 1]}") ;;
+    for ((index = 1; index < ${#words[@]} - 1; index++)); do
+        case ${words[index]} in
+            --host | --port) peer+=("${words[index]}" "${words[index + 1]}") ;;
         esac
     done
-    "${COMP_WORDS[0]}" --timeout 2 --json "${peer[@]}" "$@" 2>/dev/null
+    "${words[0]}" --timeout 2 --json "${peer[@]}" "$@" 2>/dev/null
 }
 
 # Titles come from the bus: only those that are a plain word are safe on a command line. The NAME of each ECU is too.
@@ -26,12 +26,20 @@ _flintrowctl_versions() {
 _flintrowctl() {
     local commands='status list show scan directories update follow acknowledge clear shutdown'
     local options='--host --port --timeout --json --help --version'
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     local command='' ecu='' word index
+    local -a words=()
     COMPREPLY=()
 
-    for ((index = 1; index < COMP_CWORD; index++)); do
-        word=${COMP_WORDS[index]}
+    # To bash a "=" is a word of its own; "--host=x" means what "--host x" does.
+    for word in "${COMP_WORDS[@]:0:COMP_CWORD+1}"; do
+        [[ $word == '=' ]] || words+=("$word")
+    done
+    [[ ${COMP_WORDS[COMP_CWORD]} == '=' ]] && words+=('')
+    local last=$((${#words[@]} - 1))
+    local current=${words[last]} previous=${words[last - 1]}
+
+    for ((index = 1; index < last; index++)); do
+        word=${words[index]}
         case $word in
             --host | --port | --timeout) ((index++)) ;;
             --version) [[ -n $command ]] && ((index++)) ;;

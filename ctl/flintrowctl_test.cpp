@@ -367,6 +367,7 @@ TEST_F(Flintrowctl, completes_commands_and_names_but_nothing_that_a_shell_would_
     EXPECT_EQ(completed("update Sprayer-12345 --version ''"), "2.0 1.5\n");
     EXPECT_EQ(completed("update 130 --version ''"), "\n");
     EXPECT_EQ(completed("update 130 --f"), "--follow\n");
+    EXPECT_EQ(completed("--timeout = 5 update Sprayer-12345 --version ="), "2.0 1.5\n");
 }
 
 /// Answers one caller without being the service, and waits until it goes.

@@ -32,8 +32,8 @@ constexpr State_row states[] = {
 };
 
 constexpr Failure_meaning failures[] = {
-    {2, "the ECU did not answer in time, its checksum had a wrong length, the bit rate could not be changed, or the "
-        "file given with -w is no update file",
+    {2, "the ECU did not answer in time, kept back its checksum or its restart, its checksum had a wrong length, the "
+        "bit rate could not be changed, or the file given with -w is no update file",
      "Check the ECU's power and the bus, then update it again: it waits in its bootloader. What the service printed "
      "tells which of these it was."},
     {4, "the wireless node did not finish the installation",

@@ -196,6 +196,7 @@ void Session::request_baud_change()
 void Session::wait_for_baud_change()
 {
     if (countdown_ < 1) {
+        std::puts("No answer to the other bit rate\r");
         return fail(0);
     }
     --countdown_;
@@ -357,6 +358,7 @@ void Session::write_next_chunk()
 void Session::request_checksum()
 {
     if (++attempts_ > attempts_maximum) {
+        std::puts("The ECU does not send its checksum\r");
         return fail(0);
     }
     if (can_send()) {
@@ -368,14 +370,14 @@ void Session::request_checksum()
 /// A wireless node restarts by itself. An ECU may complete the request again and again without its Proceed.
 void Session::restart_ecu()
 {
-    if (++attempts_ > attempts_maximum) {
-        return fail(0);
-    }
-    if (update_kind == can_image) {
-        reset_bootloader();
-    } else {
+    if (update_kind == wireless_package) {
         countdown_ = wireless_return_countdown;
         state = State::BL_RESTART_PENDING;
+    } else if (++attempts_ > attempts_maximum) {
+        std::puts("The ECU does not begin its restart\r");
+        return fail(0);
+    } else {
+        reset_bootloader();
     }
     progress_current = 0; // first, for those who read the two at any moment
     progress_total = countdown_;

@@ -19,7 +19,6 @@ constexpr bool has_asked(State state)
         case State::BL_IDLE:
         case State::BL_TARGET_SEARCH:
         case State::BL_START:
-        case State::BL_COMPLETE:
         case State::BL_COMPLETE_ACK:
         case State::BL_FAILURE: return false;
         default: return true;

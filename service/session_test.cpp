@@ -250,6 +250,28 @@ TEST_F(Session_test, takes_a_target_that_restarted_without_another_word)
     EXPECT_EQ(session().state, State::BL_COMPLETE_ACK);
 }
 
+TEST_F(Session_test, takes_it_also_under_another_name)
+{
+    reach(Waits_for::restart);
+    proceed(), receive(other_claim), tell_software("90");
+    receive("18EEFFFE" + ecu_claim.substr(8)), sent();
+    receive("18EEFF80 02 00 E0 12 00 86 00 A0");
+    EXPECT_EQ(sent(), Texts{"18EA80F9 DA FE 00"});
+    tell_software(), tick(4);
+    EXPECT_EQ(session().state, State::BL_COMPLETE_ACK);
+}
+
+TEST_F(Session_test, waits_for_a_node_however_many_it_has_updated)
+{
+    start();
+    session().update_kind = Session::wireless_package;
+    for (int node = 1; node <= 20; ++node) {
+        session().state = State::BL_RESTART;
+        tick();
+        EXPECT_EQ(session().state, State::BL_RESTART_PENDING);
+    }
+}
+
 TEST_F(Session_test, answers_to_what_is_over_open_nothing)
 {
     reach(Waits_for::return_of_ecu);

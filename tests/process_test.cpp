@@ -153,6 +153,9 @@ TEST_F(Program, scans_its_own_folder_and_the_last_one_of_its_options_unless_it_i
 
 TEST_F(Program, runs_on_with_a_damaged_configuration_and_one_that_cannot_be_written)
 {
+    if (std::filesystem::exists("/dev/shm/Flintrow")) {
+        GTEST_SKIP() << "a service runs here, whose token this one would take away";
+    }
     harness::write_file(bench.configuration_path(), "<configuration><Flintrow enable_b=");
     const auto damaged = bench.start_service({});
     EXPECT_FALSE(damaged->says("Initailize", 1s)) << "the settings went back to their defaults";

@@ -18,6 +18,7 @@ constexpr std::uint32_t request_priority = 6;
 /// A request or an address claim, which also an unknown sender may send [ISO 11783-5 4.4.2].
 bool is_open_to_all(std::uint32_t pgn) { return pgn == pdu::pgn::request || pgn == pdu::pgn::address_claimed; }
 
+/// Nobody holds the global address: what is meant for a node that claimed it would go to all.
 bool is_address_claim(const pdu::PDU& pdu)
 {
     return pdu.pgn == pdu::pgn::address_claimed && pdu.data.size() == claim_size && pdu.pdu1 && pdu.global &&
@@ -70,12 +71,8 @@ void Frame_observer::on_time_elapsed(comm::message::Message& message)
     }
 }
 
-/// Any node without an address may send from the null address; that tells nothing about who it is.
 void Frame_observer::identify_sender(pdu::PDU& pdu) const
 {
-    if (pdu.source_address >= pdu::null_address) {
-        return;
-    }
     pdu.address_holder = bus_.nodes().find_by_address(pdu.source_address);
     if (pdu.address_holder) {
         pdu.source_node = pdu.address_holder->pdu_source.lock();

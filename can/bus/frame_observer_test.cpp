@@ -94,10 +94,10 @@ TEST_F(Frame_observer_test, tells_who_sent_what)
         {"18FEDA80 01",                         ""},
         // one without an address is new to the bus
         {claim_text(0x80, 0xC3),                "new c3@80 c3@80 ee00/8 of c3 held by c3"},
-        // who has no address is nobody that had none before, and nobody is at the global address
-        {claim_text(0xFE, 0xC3),                "c3@fe ee00/8 of c3 held by c3"},
-        {"18EAFFFE 00 EE 00",                   "ea00/3 of 0 held by 0"},
-        {claim_text(0xFE, 0xD4),                "new d4@fe ee00/8 of d4 held by d4"},
+        // one that loses its address may go on without
+        {claim_text(0xFE, 0xC3),                "a1@fe c3@fe ee00/8 of c3 held by c3"},
+        {"18EAFFFE 00 EE 00",                   "ea00/3 of c3 held by c3"},
+        // nobody is at the global address
         {"18EEFFFF E5 00 00 00 00 00 00 00",    "ee00/8 of 0 held by 0"},
     });
     // clang-format on

@@ -46,7 +46,7 @@ public:
 
     node::Table& nodes() noexcept { return nodes_; }
     /// A new node for a NAME that the table does not have yet, appended to the table with address 254. The
-    /// caller gives it its address, sorts the table, and tells the node's manager. Empty on failure.
+    /// caller gives it its address and sorts the table. Empty on failure.
     std::shared_ptr<node::Node> create_node(name::Name node_name);
 
     const std::vector<std::shared_ptr<ecu::ECU>>& ecus() const noexcept { return ecus_; }

@@ -70,8 +70,8 @@ struct stInfo {
     3: optional string message
     /**
      * Why the session failed; set in BL_COMPLETE, where it is 0, and in BL_FAILURE. 2: the ECU did not answer in
-     * time, its checksum had a wrong length, the bit rate could not be changed, or the file from the command line is
-     * no update file. 4: the wireless node did not begin or finish the installation. 11: the ECU did not come back.
+     * time, did ten times not send its checksum or not begin its restart, its checksum had a wrong length, the bit
+     * rate could not be changed, or the file from the command line is no update file. 4: the wireless node did not begin or finish the installation. 11: the ECU did not come back.
      * 23: no image. 27: no thread for the upload or the installation. 30: no connection to the node. 31, 32: the
      * package cannot be looked at, or opened. 33: no package. 34: the upload was broken off or refused. 36: the node's
      * host name cannot be resolved.

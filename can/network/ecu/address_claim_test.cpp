@@ -169,6 +169,7 @@ TEST_F(Address_claim_test, ignores_claims_that_are_malformed_its_own_or_for_anot
     claim(100, lower_name);                   // another address
     receive("18EEFF64 00 00 00 00 00 00 00"); // 7 bytes, of a known node
     receive("18EEFF64 07 00 E0 12 00 81 00 A0 00");
+    receive("18EEF9" + claim_text(249, lower_name).substr(6)); // not to all
     receive(claim_text(249, own_name));
     EXPECT_EQ(sent(), Texts{});
     EXPECT_EQ(told(), Texts{});

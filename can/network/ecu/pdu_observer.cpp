@@ -63,11 +63,12 @@ void PDU_observer::on_acknowledgment(comm::message::Message& message)
 }
 
 /// ISO 11783-5 4.5.3. The claim itself tells the claimant: `source_node` is its master when it is a member of a
-/// working set, and there is none for a NAME that the node table has no room for.
+/// working set, and there is none for a NAME that the node table has no room for. One that is not for all moves
+/// nobody.
 void PDU_observer::on_address_claim(comm::message::Message& message)
 {
     const auto& pdu = dynamic_cast<const pdu::PDU&>(message);
-    if (!pdu::has_size(pdu, 8)) {
+    if (!pdu::has_size(pdu, 8) || !pdu.global) {
         return;
     }
     if (const auto claimant = name::from_bytes(pdu.data.bytes()); claimant != ecu_.name()) {

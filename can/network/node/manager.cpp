@@ -55,10 +55,10 @@ void Manager::start()
                                                              comm::observer::Route::from_primary));
 }
 
-/// Time stands still while the node or the first local ECU has no address.
+/// Time stands still while the first local ECU has no address.
 void Manager::on_time_elapsed(comm::message::Message& message)
 {
-    if (node_.source_address == pdu::null_address || !bus_.can_request()) {
+    if (!bus_.can_request()) {
         return;
     }
     elapsed_ += static_cast<const Time_elapsed&>(message).elapsed; // the broker has tested the type
